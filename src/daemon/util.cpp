@@ -1,0 +1,152 @@
+#include "daemon/util.h"
+
+#include <fcntl.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "daemon/unique_fd.h"
+#include "platform/bootblock.h"
+
+namespace {
+
+KeyFileFailure failure(KeyFileFailure::Step step, const GError *error) { return {step, error->message}; }
+
+bool write_all(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = TEMP_FAILURE_RETRY(write(descriptor, text.data(), text.size()));
+    if (written < 0)
+      return false;
+    text.remove_prefix(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+bool write_and_sync(const std::string &path, GKeyFile *key_file) {
+  // A writer that was killed while it was still root may have left a file that only root can open.
+  unlink(path.c_str());
+  const UniqueFd file{open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
+  if (!file) {
+    syslog(LOG_ERR, "Could not create temp file for state write");
+    return false;
+  }
+
+  gsize length = 0;
+  g_autofree char *text = g_key_file_to_data(key_file, &length, nullptr);
+  if (!write_all(file.get(), {text, length})) {
+    syslog(LOG_ERR, "failed writing file");
+    return false;
+  }
+  if (fsync(file.get()) != 0) {
+    syslog(LOG_ERR, "failed to sync state tmp file");
+    return false;
+  }
+  return true;
+}
+
+bool sync_folder_of(const std::string &path) {
+  g_autofree char *folder = g_path_get_dirname(path.c_str());
+  const UniqueFd directory{open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+  if (!directory) {
+    syslog(LOG_ERR, "open %s failed", folder);
+    return false;
+  }
+  if (fsync(directory.get()) != 0) {
+    syslog(LOG_ERR, "fsync %s failed", folder);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<KeyFileFailure> read_key_file(const char *path, GKeyFile *key_file) {
+  using Step = KeyFileFailure::Step;
+  g_autoptr(GError) error = nullptr;
+  g_autoptr(GIOChannel) channel = g_io_channel_new_file(path, "r", &error);
+  if (!channel)
+    return failure(Step::kOpen, error);
+
+  g_autofree char *text = nullptr;
+  gsize length = 0;
+  g_io_channel_set_encoding(channel, nullptr, nullptr);
+  if (g_io_channel_read_to_end(channel, &text, &length, &error) != G_IO_STATUS_NORMAL)
+    return failure(Step::kRead, error);
+
+  // GLib keeps what came before a bad line, so a scratch object takes the blow.
+  g_autoptr(GKeyFile) scratch = g_key_file_new();
+  if (!g_key_file_load_from_data(scratch, text, length, G_KEY_FILE_NONE, &error) ||
+      !g_key_file_load_from_data(key_file, text, length, G_KEY_FILE_NONE, &error))
+    return failure(Step::kParse, error);
+  return std::nullopt;
+}
+
+gboolean util_load_key_file(const char *path, GKeyFile *key_file) {
+  g_return_val_if_fail(path != nullptr && key_file != nullptr, FALSE);
+
+  const auto failed = read_key_file(path, key_file);
+  if (!failed)
+    return TRUE;
+
+  const char *reason = failed->reason.c_str();
+  switch (failed->step) {
+    case KeyFileFailure::Step::kOpen:
+      syslog(LOG_ERR, "Could not open %s: %s", path, reason);
+      break;
+    case KeyFileFailure::Step::kRead:
+      syslog(LOG_ERR, "Could not read %s: %s", path, reason);
+      break;
+    case KeyFileFailure::Step::kParse:
+      syslog(LOG_ERR, "Could not parse key file %s: %s", path, reason);
+      break;
+  }
+  return FALSE;
+}
+
+gboolean util_store_key_file(const char *path, GKeyFile *key_file) {
+  g_return_val_if_fail(path != nullptr && key_file != nullptr, FALSE);
+
+  char realfilepath[256];
+  ssize_t realfilepathlen = readlink(path, realfilepath, sizeof realfilepath - 1);
+  if (realfilepathlen < 0) {
+    if (errno != EINVAL) {
+      syslog(LOG_ERR, "Store state failed: readlink");
+      return FALSE;
+    }
+    realfilepathlen = static_cast<ssize_t>(strlen(path));
+    g_strlcpy(realfilepath, path, sizeof realfilepath);
+  }
+  g_assert((guint)realfilepathlen < sizeof realfilepath - 1);
+
+  const std::string target{realfilepath, static_cast<size_t>(realfilepathlen)};
+  const std::string temporary = target + ".tmp";
+  if (!write_and_sync(temporary, key_file))
+    return FALSE;
+  if (rename(temporary.c_str(), target.c_str()) != 0) {
+    syslog(LOG_ERR, "Failed to rename new state file");
+    return FALSE;
+  }
+  return sync_folder_of(target);
+}
+
+void util_get_config_filename(const char *base, const char *parameter, char **file_name) {
+  g_return_if_fail(base != nullptr && parameter != nullptr && file_name != nullptr);
+
+  const std::unique_ptr<char, decltype(&free)> value{bootblock_get(parameter), &free};
+  if (value) {
+    g_autofree char *candidate = g_strconcat(base, ".", value.get(), nullptr);
+    if (access(candidate, F_OK) == 0) {
+      *file_name = g_steal_pointer(&candidate);
+      return;
+    }
+  } else if (errno != ENOENT) {
+    syslog(LOG_INFO, "Could not read bootblock parameter %s: %m", parameter);
+  }
+  *file_name = g_strdup(base);
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <glib.h>
+
+#include <optional>
+#include <string>
+
+/// The step at which reading a key file failed, and GLib's words for it.
+struct KeyFileFailure {
+  enum class Step { kOpen, kRead, kParse };
+  Step step;
+  std::string reason;
+};
+
+/// Reads and parses the file at @p path into @p key_file (the caller's).
+/// On failure @p key_file keeps what it held before, also when the file is broken only towards its end.
+/// Logs nothing: the callers' messages differ.
+std::optional<KeyFileFailure> read_key_file(const char *path, GKeyFile *key_file);
+
+G_BEGIN_DECLS
+
+/// Loads @p path into @p key_file (the caller's, never NULL). FALSE when the file cannot be opened, read or
+/// parsed; logged at LOG_ERR, and @p key_file keeps what it held.
+gboolean util_load_key_file(const char *path, GKeyFile *key_file);
+
+/// Replaces the file at @p path, or the file that the symbolic link at @p path names, by the text of @p
+/// key_file. The file must exist already. A crash at any moment leaves either the old or the new content.
+/// FALSE when a step failed (logged at LOG_ERR); the old content is then still there, except when only
+/// syncing the folder failed. Aborts when the target's path has 255 or more characters.
+gboolean util_store_key_file(const char *path, GKeyFile *key_file);
+
+/// Sets *@p file_name to @p base with "." and the value of the boot parameter @p parameter appended when such
+/// a file exists, otherwise to a copy of @p base. The caller frees it with g_free().
+void util_get_config_filename(const char *base, const char *parameter, char **file_name);
+
+G_END_DECLS
