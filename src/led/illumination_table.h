@@ -1,0 +1,22 @@
+#pragma once
+
+#include <glib.h>
+
+G_BEGIN_DECLS
+
+/// What each LED of a light gives at one intensity. The point without levels ends its row.
+typedef struct {
+  gint intensity;
+  gint *levels;  ///< one per LED
+} IlluminationPoint;
+
+/// The intensity points of one angle. The row without points ends the table.
+typedef struct {
+  gint angle;
+  IlluminationPoint *points;
+} IlluminationRow;
+
+/// Frees a table with its rows, points and level lists (all from g_malloc()). Takes NULL.
+void illumination_table_free(IlluminationRow *table);
+
+G_END_DECLS

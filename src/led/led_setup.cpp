@@ -1,0 +1,170 @@
+#include "led/led_setup.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+
+#include "daemon/debug.h"
+#include "daemon/util.h"
+#include "led/led_interface.h"
+#include "led/light_error.h"
+#include "led/light_events.h"
+#include "led/state_reader.h"
+
+namespace {
+
+// A file that cannot be read leaves the key file empty: the first required key then ends setup.
+void load_light_file(const char *file_name, GKeyFile *key_file, int open_priority) {
+  debug_log("Reading state from file '%s'", file_name);
+  const auto failed = read_key_file(file_name, key_file);
+  if (!failed)
+    return;
+
+  switch (failed->step) {
+    case KeyFileFailure::Step::kOpen:
+      syslog(open_priority, "could not open %s: %s", file_name, failed->reason.c_str());
+      break;
+    case KeyFileFailure::Step::kRead:
+      syslog(LOG_ERR, "failed reading file");
+      break;
+    case KeyFileFailure::Step::kParse:
+      syslog(LOG_ERR, "Could not load data to GKeyFile");
+      break;
+  }
+}
+
+void load_files(LedBase *self) {
+  self->state = g_key_file_new();
+  self->state_filename = g_strdup_printf("/etc/beamd/led%d.conf", self->light_id);
+  load_light_file(self->state_filename, self->state, LOG_ERR);
+
+  self->defaults = g_key_file_new();
+  self->defaults_filename = g_strdup_printf("/usr/share/beamd/led%d.conf", self->light_id);
+  load_light_file(self->defaults_filename, self->defaults, LOG_INFO);
+}
+
+void read_basepath(LedBase *self) {
+  g_autoptr(GError) error = nullptr;
+  self->basepath = g_key_file_get_string(self->defaults, "common", "basepath", &error);
+  if (error != nullptr)
+    syslog(LOG_ERR, "Failed to get basepath: %s", error->message);
+}
+
+bool probe_hardware(LedBase *self) {
+  g_autoptr(GError) error = nullptr;
+  const auto setup = LED_BASE_GET_CLASS(self)->setup;
+  if (setup == nullptr || setup(self, &error)) {
+    self->card_detected = TRUE;
+    return true;
+  }
+  if (error == nullptr)
+    return false;
+
+  self->card_detected = !g_error_matches(error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_NO_BOARD);
+  self->correct_poe = !g_error_matches(error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_WRONG_POE);
+  return true;
+}
+
+bool read_settings(LedBase *self, const StateReader &state) {
+  if (!state.optional_boolean("common", "syncdaynight", FALSE, &self->sync_day_night,
+                              &self->has_sync_day_night) ||
+      !state.required_boolean("common", "enable", &self->enabled) ||
+      !state.optional_boolean("common", "automaticintensity", FALSE, &self->automatic_intensity,
+                              &self->has_automatic_intensity) ||
+      !state.optional("common", "manualangleofillumination", 0, &self->manual_aoi, &self->has_manual_aoi) ||
+      !state.optional_boolean("common", "usepowerrequest", TRUE, &self->use_power_request, nullptr))
+    return false;
+  self->rampdown_time = state.lenient("common", "rampdown_time", 0);
+  return state.required("common", "intensityLOW", &self->intensity_low) &&
+         state.required("common", "intensity", &self->intensity) &&
+         state.optional("common", "manualintensity", 0, &self->manual_intensity, &self->has_manual_intensity);
+}
+
+void apply_initial_intensity(LedBase *self) {
+  if (self->has_automatic_intensity && self->has_manual_intensity)
+    led_base_set_automatic_intensity(self);
+  else
+    led_base_set_intensity(self, self->intensity);
+}
+
+bool read_description(LedBase *self, const StateReader &state) {
+  self->max_brightness_level = state.lenient("common", "max_brightness_level", -1);
+  return state.required("common", "nbrofinterfaces", &self->nbr_of_interfaces) &&
+         state.required("common", "ledtype", &self->ledtype) &&
+         state.optional_boolean("common", "usemanualoverride", FALSE, &self->use_manual_override, nullptr) &&
+         state.optional_boolean("common", "individualintensitysupport", FALSE,
+                                &self->individual_intensity_support, nullptr);
+}
+
+void make_individual_intensities(LedBase *self) {
+  const gsize count = static_cast<gsize>(std::max(self->nbr_of_leds, 0));
+
+  gsize stored_count = 0;
+  g_autofree gint *stored =
+      g_key_file_get_integer_list(self->state, "common", "intensities", &stored_count, nullptr);
+  if (stored != nullptr && stored_count == count) {
+    self->manual_intensities = g_steal_pointer(&stored);
+  } else {
+    self->manual_intensities = g_new(gint, count);
+    std::fill_n(self->manual_intensities, count, self->manual_intensity);
+  }
+
+  self->automatic_intensities = g_new(gint, count);
+  std::fill_n(self->automatic_intensities, count, self->intensity);
+}
+
+bool read_power_requirement(LedBase *self, const StateReader &state) {
+  if (!state.optional_number_text("common", "powerusagefactor", LED_DEFAULT_POWER_USAGE_FACTOR,
+                                  &self->power_usage_factor) ||
+      !state.optional("common", "required_total_power", 0.0, &self->required_total_power) ||
+      !state.optional("common", "minimum_poe_class", 0, &self->minimum_poe_class, nullptr))
+    return false;
+  // A light with a requirement has to wait for what the power daemon says.
+  self->correct_poe = self->minimum_poe_class < 1 && !(self->required_total_power > 0.0);
+  return true;
+}
+
+bool read_zoom(LedBase *self, const StateReader &state) {
+  if (!g_key_file_has_group(self->state, "zoom"))
+    return true;
+
+  gint angle = 0;
+  if (!state.optional_boolean("zoom", "automaticangleofillumination", FALSE, &self->automatic_aoi,
+                              &self->has_automatic_aoi) ||
+      !state.optional("zoom", "angleofillumination", 0, &angle, &self->has_angle_of_illumination))
+    return false;
+  if (!self->has_angle_of_illumination)
+    return true;
+
+  led_base_set_angle_of_illumination(self, angle);
+  return state.required("zoom", "angleofilluminationLOW", &self->aoi_low) &&
+         state.required("zoom", "angleofilluminationHIGH", &self->aoi_high);
+}
+
+}  // namespace
+
+gboolean led_base_setup(LedBase *self, GError **) {
+  g_return_val_if_fail(LED_IS_BASE(self), FALSE);
+
+  load_files(self);
+  read_basepath(self);
+  const StateReader state{self->state};
+  if (!state.required("common", "intensityHIGH", &self->intensity_high) || !probe_hardware(self))
+    return FALSE;
+
+  self->light_on = 0;
+  self->requested_power = 0;
+  if (!read_settings(self, state))
+    return FALSE;
+  apply_initial_intensity(self);
+  if (!read_description(self, state))
+    return FALSE;
+  make_individual_intensities(self);
+  if (!read_power_requirement(self, state) || !read_zoom(self, state))
+    return FALSE;
+
+  self->activate = FALSE;
+  light_events_declare(self);
+  self->introspection = led_interface_new();
+  return TRUE;
+}
