@@ -6,7 +6,6 @@ namespace {
 
 constexpr int kInteger = 1;
 constexpr int kText = 4;
-constexpr const char *kEndOfKeys = nullptr;
 
 bool send(EventProducer *producer, Event *event, const char *state) {
   return event != nullptr && event_set_value(event, "state", state) &&
@@ -36,10 +35,10 @@ void light_events_declare(LedBase *light) {
   if (light->event_producer == nullptr)
     return;
   light->status_changed_decl = event_producer_register(
-      light->event_producer, "com.velk.Event.LightStatusChanged", "state", "OFF", kText, kEndOfKeys);
+      light->event_producer, "com.velk.Event.LightStatusChanged", "state", "OFF", kText, nullptr);
   light->status_decl =
       event_producer_register(light->event_producer, "com.velk.Event.LightStatus", "id", &light->light_id,
-                              kInteger, "type", light->ledtype, kText, "state", "OFF", kText, kEndOfKeys);
+                              kInteger, "type", light->ledtype, kText, "state", "OFF", kText, nullptr);
 }
 
 void light_events_send(const LedBase *light, gboolean on) {
