@@ -16,7 +16,6 @@
 
 int light_controller_shutdown = 0;
 
-G_DEFINE_QUARK(light - controller - error - quark, light_controller_error)
 G_DEFINE_TYPE(LightController, light_controller, G_TYPE_OBJECT)
 
 namespace {
@@ -160,6 +159,8 @@ bool declare_event(LightController *self) {
 }
 
 }  // namespace
+
+GQuark light_controller_error_quark() { return g_quark_from_static_string("light-controller-error-quark"); }
 
 gboolean light_controller_setup(LightController *self) {
   g_return_val_if_fail(IS_LIGHT_CONTROLLER(self), FALSE);

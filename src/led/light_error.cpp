@@ -2,7 +2,7 @@
 
 #include <cstdarg>
 
-G_DEFINE_QUARK(light - control - error - quark, light_control_error)
+GQuark light_control_error_quark() { return g_quark_from_static_string("light-control-error-quark"); }
 
 void light_error_set(GError **error, LightControlError code, const char *format, ...) {
   if (error == nullptr || *error != nullptr)

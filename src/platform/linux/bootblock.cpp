@@ -22,7 +22,7 @@ constexpr const char *kConfigurationPath = "/etc/fw_env.config";
 // libubootenv trusts the sizes of its configuration: a size below its header, or one that wraps around when
 // it is doubled, makes it read or write past its buffer.
 constexpr std::size_t kSmallestEnvironment = 16;
-constexpr std::size_t kLargestEnvironment = 16 * 1024 * 1024;
+constexpr std::size_t kLargestEnvironment = std::size_t{16} * 1024 * 1024;
 
 struct BootEnvironment {
   int error = 0;  ///< errno of the failure to read it, or 0

@@ -137,7 +137,7 @@ std::optional<std::string> read_file(const char *path) {
     return std::nullopt;
 
   std::string text;
-  std::vector<char> block(64 * 1024);
+  std::vector<char> block(std::size_t{64} * 1024);
   std::size_t length;
   while ((length = std::fread(block.data(), 1, block.size(), file.get())) > 0)
     text.append(block.data(), length);
