@@ -3,9 +3,12 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string>
 #include <string_view>
 
+#include "led/led_access.h"
+#include "led/led_interface.h"
 #include "led/led_service.h"
 #include "led/light_error.h"
 #include "led/temperature_sensors.h"
@@ -15,7 +18,7 @@ namespace {
 constexpr const char *kBusName = "com.velk.LightController";
 constexpr const char *kControllerPath = "/com/velk/LightController";
 constexpr const char *kLedPathPrefix = "/com/velk/LightController/led/";
-constexpr std::string_view kCommonInterface = "com.velk.LightController.Common";
+constexpr std::string_view kCommonInterface = LED_INTERFACE_COMMON;
 constexpr std::string_view kLegacyInterface = "com.velk.Configuration.Legacy";
 constexpr guint kShutdownPollSeconds = 1;
 
@@ -37,7 +40,7 @@ constexpr const char *kXml = R"xml(
 </node>
 )xml";
 
-// Parsed once and kept: registered objects refer to it for as long as the process lives.
+// Parsed once and kept for the life of the process.
 GDBusNodeInfo *introspection() {
   static GDBusNodeInfo *node = g_dbus_node_info_new_for_xml(kXml, nullptr);
   return node;
@@ -57,14 +60,8 @@ GVariant *get_all_led(const LightController *self, GError **error) {
   g_variant_builder_init(&list, G_VARIANT_TYPE("a(ssibbbbb)"));
   for (gint32 i = 0; i < self->nbr_of_leds; ++i) {
     const LedBase *led = self->leds[i];
-    if (!led->card_detected) {
-      light_error_set(error, LIGHT_CONTROL_ERROR_NO_BOARD, "No IR light PCB found");
+    if (!led_access_check(led, error))
       return nullptr;
-    }
-    if (!led->correct_poe) {
-      light_error_set(error, LIGHT_CONTROL_ERROR_WRONG_POE, "Wrong poe");
-      return nullptr;
-    }
     append_led(&list, led);
   }
 
@@ -76,7 +73,7 @@ GVariant *get_all_led(const LightController *self, GError **error) {
 
 bool is_light_control_available(const LightController *self) {
   return std::any_of(self->leds, self->leds + self->nbr_of_leds,
-                     [](const LedBase *led) { return led->card_detected && led->correct_poe; });
+                     [](const LedBase *led) { return led_access_check(led, nullptr); });
 }
 
 void handle_method_call(GDBusConnection *, const gchar *, const gchar *, const gchar *interface_name,
@@ -102,7 +99,7 @@ void handle_method_call(GDBusConnection *, const gchar *, const gchar *, const g
   else if (reply != nullptr)
     g_dbus_method_invocation_return_value(invocation, reply);
   else
-    g_object_unref(invocation);
+    g_object_unref(invocation);  // no reply: the caller runs into its timeout
 }
 
 GVariant *handle_get_property(GDBusConnection *, const gchar *, const gchar *, const gchar *interface_name,
@@ -141,10 +138,10 @@ void register_object(GDBusConnection *connection, const char *path, GDBusInterfa
 // A light may offer fewer interfaces than there are, never more.
 void register_led(GDBusConnection *connection, gint32 index, LedBase *led) {
   const std::string path = kLedPathPrefix + std::to_string(index);
-  GDBusInterfaceInfo **interfaces = led_base_get_introspect(led)->interfaces;
-  const gint offered = led_base_get_nbr_of_interfaces(led);
-  for (gint i = 0; i < offered && interfaces[i] != nullptr; ++i)
-    register_object(connection, path.c_str(), interfaces[i], &kLedHandlers, led);
+  const GDBusNodeInfo *node = led_base_get_introspect(led);
+  const gint offered = node != nullptr ? led_base_get_nbr_of_interfaces(led) : 0;
+  for (gint i = 0; i < offered && node->interfaces[i] != nullptr; ++i)
+    register_object(connection, path.c_str(), node->interfaces[i], &kLedHandlers, led);
 }
 
 void on_bus_acquired(GDBusConnection *connection, const gchar *, gpointer user_data) {
@@ -173,7 +170,8 @@ gboolean update_temperatures(gpointer user_data) {
 
 gboolean poll_shutdown(gpointer user_data) {
   auto *self = LIGHT_CONTROLLER(user_data);
-  if (light_controller_shutdown == 0 || self->main_loop == nullptr)
+  if (std::atomic_ref{light_controller_shutdown}.load(std::memory_order_relaxed) == 0 ||
+      self->main_loop == nullptr)
     return G_SOURCE_CONTINUE;
   g_main_loop_quit(self->main_loop);
   return G_SOURCE_REMOVE;
@@ -184,7 +182,7 @@ void add_temperature_timer(LightController *self) {
   LedBase *first = self->nbr_of_leds > 0 ? self->leds[0] : nullptr;
   if (first == nullptr || !led_base_get_temp_card_detected(first))
     return;
-  // A period of 0 would keep the loop from everything else.
+  // A period of 0 would spin, a negative one wait for a century.
   const auto seconds = static_cast<guint>(std::max(led_base_get_temp_sample_time(first), 1));
   g_timeout_add_seconds(seconds, update_temperatures, self);
 }

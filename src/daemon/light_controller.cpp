@@ -3,7 +3,6 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -55,13 +54,15 @@ void parse_count(const char *text, gint32 *count) {
         std::clamp<long long>(value, std::numeric_limits<gint32>::min(), std::numeric_limits<gint32>::max()));
 }
 
-// Text without digits is group 0, and only the low 32 bits of a number count.
-gint32 group_number(std::string_view section) {
-  return static_cast<gint32>(strtoll(section.data() + kGroupPrefix.size(), nullptr, 10));
-}
+// Text without digits is group 0, and only the low 32 bits of what strtoll makes of a number count.
+gint32 group_number(const char *digits) { return static_cast<gint32>(strtoll(digits, nullptr, 10)); }
 
 bool is_configured_group(const LightController *self, gint32 group) {
-  return group >= 0 && group < self->nbr_of_leds && group < LIGHT_CONTROLLER_MAX_LEDS;
+  if (group < 0 || group >= self->nbr_of_leds)
+    return false;
+  if (group >= LIGHT_CONTROLLER_MAX_LEDS)
+    syslog(LOG_ERR, "LED group %d is skipped: there is room for %d groups", group, LIGHT_CONTROLLER_MAX_LEDS);
+  return group < LIGHT_CONTROLLER_MAX_LEDS;
 }
 
 // A group that is configured twice counts twice, and its first light stays behind unowned.
@@ -82,8 +83,8 @@ gint32 create_configured_lights(LightController *self) {
     }
     if (!section.starts_with(kGroupPrefix))
       continue;
-    const gint32 group = group_number(section);
-    if (!is_configured_group(self, group) || std::string_view{triple->key} != "Type")
+    const gint32 group = group_number(triple->section + kGroupPrefix.size());
+    if (std::string_view{triple->key} != "Type" || !is_configured_group(self, group))
       continue;
     if (const auto *type = find_led_type(triple->value)) {
       create_light(self, group, *type);
@@ -91,6 +92,16 @@ gint32 create_configured_lights(LightController *self) {
     }
   }
   return created;
+}
+
+// The counts may agree although one group is configured twice and another not at all.
+bool every_group_has_a_light(const LightController *self) {
+  for (gint32 group = 0; group < self->nbr_of_leds; ++group)
+    if (group >= LIGHT_CONTROLLER_MAX_LEDS || self->leds[group] == nullptr) {
+      syslog(LOG_ERR, "LED group %d has no light", group);
+      return false;
+    }
+  return true;
 }
 
 bool create_lights(LightController *self) {
@@ -103,7 +114,7 @@ bool create_lights(LightController *self) {
     syslog(LOG_ERR, "To many LED configs compared to nbr_of_leds,");
     return false;
   }
-  return true;
+  return every_group_has_a_light(self);
 }
 
 void switch_off(LedBase *light) {
@@ -113,12 +124,7 @@ void switch_off(LedBase *light) {
 }
 
 bool set_up_light(LightController *self, gint32 group) {
-  LedBase *light = group < LIGHT_CONTROLLER_MAX_LEDS ? self->leds[group] : nullptr;
-  if (light == nullptr) {
-    syslog(LOG_ERR, "LED group %d has no Type", group);
-    return false;
-  }
-
+  LedBase *light = self->leds[group];
   g_autoptr(GError) error = nullptr;
   led_base_set_event_producer(light, self->event_producer);
   if (led_base_setup(light, &error)) {
@@ -143,10 +149,16 @@ bool set_up_lights(LightController *self) {
   return true;
 }
 
+bool has_event_producer(const LightController *self) {
+  if (self->event_producer == nullptr)
+    syslog(LOG_ERR, "Unable to create event producer");
+  return self->event_producer != nullptr;
+}
+
 bool declare_event(LightController *self) {
   const std::unique_ptr<EventDeclaration, decltype(&event_declaration_free)> declaration{
       event_declaration_new(kEventKind), &event_declaration_free};
-  if (!declaration || self->event_producer == nullptr) {
+  if (!declaration) {
     syslog(LOG_ERR, "Unable to create event declaration");
     return false;
   }
@@ -170,7 +182,7 @@ gboolean light_controller_setup(LightController *self) {
     return FALSE;
   }
   self->event_producer = get_event_producer();
-  bool ready = create_lights(self) && set_up_lights(self);
+  bool ready = has_event_producer(self) && create_lights(self) && set_up_lights(self);
   if (ready) {
     self->day = FALSE;
     ready = declare_event(self);
@@ -186,12 +198,10 @@ static void light_controller_init(LightController *self) {
 
 static void light_controller_dispose(GObject *object) {
   auto *self = LIGHT_CONTROLLER(object);
-  for (gint32 group = 0; group < std::min<gint32>(self->nbr_of_leds, LIGHT_CONTROLLER_MAX_LEDS); ++group) {
-    if (self->leds[group] == nullptr)
-      continue;
-    if (self->leds[group]->light_on == 1)
-      switch_off(self->leds[group]);
-    g_clear_object(&self->leds[group]);
+  for (LedBase *&light : self->leds) {
+    if (light != nullptr && light->light_on == 1)
+      switch_off(light);
+    g_clear_object(&light);
   }
   self->nbr_of_leds = 0;
   g_clear_pointer(&self->key_file, g_key_file_unref);

@@ -40,7 +40,7 @@ G_DEFINE_AUTOPTR_CLEANUP_FUNC(LightController, g_object_unref)
 GQuark light_controller_error_quark(void);
 
 /// Reads /etc/beamd/beamd.conf, creates a light per LED group, sets each up and switches it off, and declares
-/// the daemon's event. FALSE when the daemon cannot go on (logged); a light without its board or with a wrong
+/// the daemon's event. FALSE when the daemon cannot go on; a light without its board or with a wrong
 /// supply is no reason.
 gboolean light_controller_setup(LightController *self);
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 /// Owns a file descriptor: closes it when it goes out of scope.
@@ -17,8 +18,11 @@ class UniqueFd {
   UniqueFd(const UniqueFd &) = delete;
   UniqueFd &operator=(const UniqueFd &) = delete;
   ~UniqueFd() {
-    if (descriptor_ >= 0)
-      close(descriptor_);
+    if (descriptor_ < 0)
+      return;
+    const int error = errno;  // often logged after the scope has ended
+    close(descriptor_);
+    errno = error;
   }
 
   int get() const { return descriptor_; }

@@ -1,6 +1,7 @@
 #include "daemon/util.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -16,12 +17,23 @@
 
 namespace {
 
-KeyFileFailure failure(KeyFileFailure::Step step, const GError *error) { return {step, error->message}; }
+// A FIFO would keep us waiting, a device may never end.
+bool is_file_to_read(const char *path) {
+  struct stat status {};
+  return stat(path, &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode);
+}
+
+GIOChannel *open_channel(const char *path, GError **error) {
+  if (is_file_to_read(path))
+    return g_io_channel_new_file(path, "r", error);
+  g_set_error_literal(error, G_FILE_ERROR, G_FILE_ERROR_INVAL, g_strerror(EINVAL));
+  return nullptr;
+}
 
 bool write_all(int descriptor, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = TEMP_FAILURE_RETRY(write(descriptor, text.data(), text.size()));
-    if (written < 0)
+    if (written <= 0)
       return false;
     text.remove_prefix(static_cast<size_t>(written));
   }
@@ -66,47 +78,38 @@ bool sync_folder_of(const std::string &path) {
 
 }  // namespace
 
-std::optional<KeyFileFailure> read_key_file(const char *path, GKeyFile *key_file) {
-  using Step = KeyFileFailure::Step;
+bool load_key_file(const char *path, GKeyFile *key_file, const KeyFileMessages &messages) {
   g_autoptr(GError) error = nullptr;
-  g_autoptr(GIOChannel) channel = g_io_channel_new_file(path, "r", &error);
-  if (!channel)
-    return failure(Step::kOpen, error);
+  g_autoptr(GIOChannel) channel = open_channel(path, &error);
+  if (!channel) {
+    syslog(messages.open_priority, messages.open, path, error->message);
+    return false;
+  }
 
   g_autofree char *text = nullptr;
   gsize length = 0;
   g_io_channel_set_encoding(channel, nullptr, nullptr);
-  if (g_io_channel_read_to_end(channel, &text, &length, &error) != G_IO_STATUS_NORMAL)
-    return failure(Step::kRead, error);
+  if (g_io_channel_read_to_end(channel, &text, &length, &error) != G_IO_STATUS_NORMAL) {
+    syslog(LOG_ERR, messages.read, path, error != nullptr ? error->message : g_strerror(EAGAIN));
+    return false;
+  }
 
-  // GLib keeps what came before a bad line, so a scratch object takes the blow.
+  // GLib keeps what came before a bad line, and one key file cannot be moved into another: a scratch one is
+  // parsed first.
   g_autoptr(GKeyFile) scratch = g_key_file_new();
   if (!g_key_file_load_from_data(scratch, text, length, G_KEY_FILE_NONE, &error) ||
-      !g_key_file_load_from_data(key_file, text, length, G_KEY_FILE_NONE, &error))
-    return failure(Step::kParse, error);
-  return std::nullopt;
+      !g_key_file_load_from_data(key_file, text, length, G_KEY_FILE_NONE, &error)) {
+    syslog(LOG_ERR, messages.parse, path, error->message);
+    return false;
+  }
+  return true;
 }
 
 gboolean util_load_key_file(const char *path, GKeyFile *key_file) {
   g_return_val_if_fail(path != nullptr && key_file != nullptr, FALSE);
-
-  const auto failed = read_key_file(path, key_file);
-  if (!failed)
-    return TRUE;
-
-  const char *reason = failed->reason.c_str();
-  switch (failed->step) {
-    case KeyFileFailure::Step::kOpen:
-      syslog(LOG_ERR, "Could not open %s: %s", path, reason);
-      break;
-    case KeyFileFailure::Step::kRead:
-      syslog(LOG_ERR, "Could not read %s: %s", path, reason);
-      break;
-    case KeyFileFailure::Step::kParse:
-      syslog(LOG_ERR, "Could not parse key file %s: %s", path, reason);
-      break;
-  }
-  return FALSE;
+  return load_key_file(
+      path, key_file,
+      {LOG_ERR, "Could not open %s: %s", "Could not read %s: %s", "Could not parse key file %s: %s"});
 }
 
 gboolean util_store_key_file(const char *path, GKeyFile *key_file) {

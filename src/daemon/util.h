@@ -2,20 +2,18 @@
 
 #include <glib.h>
 
-#include <optional>
-#include <string>
-
-/// The step at which reading a key file failed, and GLib's words for it.
-struct KeyFileFailure {
-  enum class Step { kOpen, kRead, kParse };
-  Step step;
-  std::string reason;
+/// What is logged when a key file cannot be opened, read or parsed: printf formats that may take the path and
+/// GLib's reason, in this order. Reading and parsing are logged at LOG_ERR.
+struct KeyFileMessages {
+  int open_priority;
+  const char *open;
+  const char *read;
+  const char *parse;
 };
 
-/// Reads and parses the file at @p path into @p key_file (the caller's).
-/// On failure @p key_file keeps what it held before, also when the file is broken only towards its end.
-/// Logs nothing: the callers' messages differ.
-std::optional<KeyFileFailure> read_key_file(const char *path, GKeyFile *key_file);
+/// Reads and parses the file at @p path into @p key_file (the caller's). On failure, which is logged, @p
+/// key_file keeps what it held before, also when the file is broken only towards its end.
+bool load_key_file(const char *path, GKeyFile *key_file, const KeyFileMessages &messages);
 
 G_BEGIN_DECLS
 

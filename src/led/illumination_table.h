@@ -4,13 +4,14 @@
 
 G_BEGIN_DECLS
 
-/// What each LED of a light gives at one intensity. The point without levels ends its row.
+/// What each LED of a light gives at one intensity.
 typedef struct {
   gint intensity;
-  gint *levels;  ///< one per LED
+  gint *levels;  ///< one per LED; NULL ends the row
 } IlluminationPoint;
 
-/// The intensity points of one angle. The row without points ends the table.
+/// The intensity points of one angle. The row whose `points` is NULL ends the table; a row may also hold no
+/// point but the last.
 typedef struct {
   gint angle;
   IlluminationPoint *points;

@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "daemon/util.h"
 #include "led/light_events.h"
@@ -15,8 +16,15 @@ bool is_led(const LedBase *self, gint led) { return led >= 0 && led < self->nbr_
 
 bool is_lit(const LedBase *self) { return self->light_on == 1; }
 
-// The arrays are made late in setup, and a light whose setup failed never gets them.
-gint level_of(const gint *levels, gint led) { return levels != nullptr ? levels[led] : 0; }
+// NULL for another type, and until setup has made the arrays.
+gint *levels_of_type(const LedBase *self, gint type) {
+  if (type == LED_INTENSITY_TYPE_MANUAL)
+    return self->manual_intensities;
+  return type == LED_INTENSITY_TYPE_AUTOMATIC ? self->automatic_intensities : nullptr;
+}
+
+// A grant that is no number is no power.
+gdouble comparable(gdouble watts) { return std::isnan(watts) ? 0.0 : watts; }
 
 void reactivate_if_lit(LedBase *self) {
   if (is_lit(self))
@@ -43,6 +51,7 @@ void set_intensity(LedBase *self, gint value) {
 
 gint get_current_angle_of_illumination(LedBase *self) { return self->angle_of_illumination; }
 
+// Other than for an intensity, the request comes after the levels.
 void set_angle_of_illumination(LedBase *self, gint angle) {
   self->angle_of_illumination = angle;
   led_base_recalculate_angle_of_illumination(self, angle);
@@ -66,16 +75,12 @@ gboolean set_individual_led_intensity(LedBase *self, gint led, gint value, gint 
   if (!is_led(self, led) || !self->individual_intensity_support)
     return FALSE;
 
-  gint *levels = nullptr;
-  if (type == LED_INTENSITY_MANUAL)
-    levels = self->manual_intensities;
-  else if (type == LED_INTENSITY_AUTOMATIC)
-    levels = self->automatic_intensities;
+  gint *levels = levels_of_type(self, type);
   if (levels == nullptr)
     return FALSE;
 
   levels[led] = value;
-  if (type == LED_INTENSITY_MANUAL && !store_manual_intensities(self))
+  if (type == LED_INTENSITY_TYPE_MANUAL && !store_manual_intensities(self))
     return FALSE;
   apply_intensity(self);
   return TRUE;
@@ -86,14 +91,8 @@ gint get_individual_led_intensity(LedBase *self, gint led, gint type) {
     return LED_INTENSITY_INVALID;
   if (!self->individual_intensity_support)
     return LED_INTENSITY_NOT_SUPPORTED;
-  switch (type) {
-    case LED_INTENSITY_AUTOMATIC:
-      return level_of(self->automatic_intensities, led);
-    case LED_INTENSITY_MANUAL:
-      return level_of(self->manual_intensities, led);
-    default:
-      return LED_INTENSITY_INVALID;
-  }
+  const gint *levels = levels_of_type(self, type);
+  return levels != nullptr ? levels[led] : LED_INTENSITY_INVALID;
 }
 
 }  // namespace
@@ -183,8 +182,9 @@ gint led_base_get_requested_intensity(LedBase *self, gint led) {
     return self->intensity;
 
   const bool automatic = self->has_automatic_intensity && self->automatic_intensity;
-  const gint *levels = automatic ? self->automatic_intensities : self->manual_intensities;
-  return std::min(level_of(levels, led), self->intensity);
+  const gint *levels =
+      levels_of_type(self, automatic ? LED_INTENSITY_TYPE_AUTOMATIC : LED_INTENSITY_TYPE_MANUAL);
+  return levels != nullptr ? std::min(levels[led], self->intensity) : 0;
 }
 
 gint led_base_get_individual_led_intensity(LedBase *self, gint led, gint type) {
@@ -214,7 +214,7 @@ void led_base_update_light_state(LedBase *self, GError **error) {
   }
 
   // Power is asked for once the light is known to be on, and given back before anybody hears that it is off.
-  if (on && self->light_on == 0) {
+  if (on && !is_lit(self)) {
     self->light_on = 1;
     light_events_send(self, true);
     led_base_request_power(self);
@@ -262,7 +262,7 @@ void led_base_set_power_intensity(LedBase *self, gdouble watts) {
   }
 
   // The power daemon may hand the watts on once it has the reply: by then the LEDs must have ramped down.
-  if (self->power_intensity < old && self->rampdown_time > 0)
+  if (comparable(self->power_intensity) < comparable(old) && self->rampdown_time > 0)
     g_usleep(static_cast<gulong>(self->rampdown_time));
 }
 

@@ -17,7 +17,7 @@ G_BEGIN_DECLS
 #define LED_BASE_GET_CLASS(object) (G_TYPE_INSTANCE_GET_CLASS((object), LED_TYPE_BASE, LedBaseClass))
 
 /// Argument `type` of the individual intensities.
-enum { LED_INTENSITY_MANUAL = 0, LED_INTENSITY_AUTOMATIC = 1 };
+enum { LED_INTENSITY_TYPE_MANUAL = 0, LED_INTENSITY_TYPE_AUTOMATIC = 1 };
 
 /// Negative results of get_individual_led_intensity.
 enum { LED_INTENSITY_NOT_SUPPORTED = -1, LED_INTENSITY_INVALID = -2 };
@@ -27,8 +27,8 @@ enum { LED_INTENSITY_NOT_SUPPORTED = -1, LED_INTENSITY_INVALID = -2 };
 
 typedef struct _LedBase LedBase;
 
-/// The operations of a light. An empty slot means that the light does not support the operation: no caller
-/// fails on it.
+/// The operations of a light. An empty slot means the base's own behaviour where there is one, otherwise that
+/// the light does not support the operation: no caller fails on it.
 typedef struct {
   GObjectClass parent_class;
 
@@ -74,7 +74,7 @@ struct _LedBase {
   gboolean automatic_intensity;
   gint manual_intensity;
   gint manual_aoi;
-  gfloat requested_power;  ///< watts last asked for by a driver of its own
+  gfloat requested_power;  ///< watts last asked for by the driver's own request_power
   gint intensity_low, intensity_high;
   gint aoi_low, aoi_high;
   gboolean card_detected;
@@ -128,6 +128,7 @@ gint led_base_get_nbr_of_interfaces(LedBase *self);
 
 /// The intensity, or -1 when the light has none.
 gint led_base_get_intensity(LedBase *self);
+/// Applies @p value, which is neither checked nor stored.
 void led_base_set_intensity(LedBase *self, gint value);
 
 /// What LED @p led shall give before angle and power are looked at: never more than `intensity`; 0 for an LED
@@ -168,8 +169,7 @@ void led_base_set_automatic_intensity(LedBase *self);
 /// One tick of the driver's thermal regulator.
 void led_base_update_temperature(LedBase *self);
 
-/// Writes `state` to the light's state file. FALSE when it could not be stored (logged) or when there is no
-/// such file.
+/// Writes `state` to the light's state file. FALSE when it could not be stored (logged), and before setup.
 gboolean led_base_store_state(LedBase *self);
 
 G_END_DECLS

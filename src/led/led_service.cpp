@@ -42,9 +42,9 @@ GVariant *not_supported(GError **error) {
 
 std::optional<gint> intensity_type(const char *text, GError **error) {
   if (std::string_view{text} == "manual")
-    return LED_INTENSITY_MANUAL;
+    return LED_INTENSITY_TYPE_MANUAL;
   if (std::string_view{text} == "automatic")
-    return LED_INTENSITY_AUTOMATIC;
+    return LED_INTENSITY_TYPE_AUTOMATIC;
   light_error_set(error, LIGHT_CONTROL_ERROR_NOT_SUPPORTED, "Intensity type '%s' not supported.", text);
   return std::nullopt;
 }
@@ -90,8 +90,7 @@ GVariant *get_light_status(LedBase *light, GVariant *, GError **) {
 
 GVariant *set_enabled(LedBase *light, GVariant *parameters, GError **) {
   light->enabled = boolean_argument(parameters);
-  g_autoptr(GError) dropped = nullptr;
-  led_base_update_light_state(light, &dropped);
+  led_base_update_light_state(light, nullptr);
   g_key_file_set_boolean(light->state, "common", "enable", light->enabled);
   led_base_store_state(light);
   return nullptr;
@@ -298,7 +297,7 @@ void led_base_handle_dbus_method_call(GDBusConnection *, const gchar *, const gc
 
   const auto method = find_method(interface_name, method_name);
   if (method == nullptr) {
-    g_object_unref(invocation);
+    g_object_unref(invocation);  // no reply: the caller runs into its timeout
     return;
   }
 

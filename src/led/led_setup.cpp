@@ -16,21 +16,9 @@ namespace {
 // A file that cannot be read leaves the key file empty: the first required key then ends setup.
 void load_light_file(const char *file_name, GKeyFile *key_file, int open_priority) {
   debug_log("Reading state from file '%s'", file_name);
-  const auto failed = read_key_file(file_name, key_file);
-  if (!failed)
-    return;
-
-  switch (failed->step) {
-    case KeyFileFailure::Step::kOpen:
-      syslog(open_priority, "could not open %s: %s", file_name, failed->reason.c_str());
-      break;
-    case KeyFileFailure::Step::kRead:
-      syslog(LOG_ERR, "failed reading file");
-      break;
-    case KeyFileFailure::Step::kParse:
-      syslog(LOG_ERR, "Could not load data to GKeyFile");
-      break;
-  }
+  load_key_file(
+      file_name, key_file,
+      {open_priority, "could not open %s: %s", "failed reading file", "Could not load data to GKeyFile"});
 }
 
 void load_files(LedBase *self) {
@@ -45,9 +33,11 @@ void load_files(LedBase *self) {
 
 void read_basepath(LedBase *self) {
   g_autoptr(GError) error = nullptr;
-  self->basepath = g_key_file_get_string(self->defaults, "common", "basepath", &error);
+  g_autofree gchar *basepath = g_key_file_get_string(self->defaults, "common", "basepath", &error);
   if (error != nullptr)
     syslog(LOG_ERR, "Failed to get basepath: %s", error->message);
+  else
+    self->basepath = g_steal_pointer(&basepath);
 }
 
 bool probe_hardware(LedBase *self) {

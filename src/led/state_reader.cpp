@@ -51,11 +51,12 @@ bool StateReader::required_boolean(const char *group, const char *key, gboolean 
 
 bool StateReader::required(const char *group, const char *key, gchar **field) const {
   g_autoptr(GError) error = nullptr;
-  gchar *value = g_key_file_get_string(state_, group, key, &error);
+  // GLib gives a text beside the error when only an escape in it is wrong.
+  g_autofree gchar *value = g_key_file_get_string(state_, group, key, &error);
   if (!succeeded(error))
     return false;
   g_free(*field);
-  *field = value;
+  *field = g_steal_pointer(&value);
   return true;
 }
 

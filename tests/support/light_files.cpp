@@ -79,12 +79,12 @@ std::string read_file(const std::string &path) {
 
 std::string state_text(const StateOverrides &overrides) {
   auto entries = complete_state();
-  for (const auto &[name, value] : overrides) {
-    const auto &[group, key] = name;
-    if (value)
-      set(entries, group, key, *value);
+  for (const auto &override : overrides) {
+    const auto &name = override.first;
+    if (override.second)
+      set(entries, name.first, name.second, *override.second);
     else
-      std::erase_if(entries, [&](const Entry &entry) { return entry.group == group && entry.key == key; });
+      std::erase_if(entries, [&](const Entry &entry) { return std::pair{entry.group, entry.key} == name; });
   }
 
   std::string text;

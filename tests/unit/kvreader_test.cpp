@@ -1,6 +1,7 @@
 #include "platform/kvreader.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -99,7 +100,7 @@ TEST_F(Kvreader, DropsACommentBehindAValue) {
 }
 
 TEST_F(Kvreader, SkipsLinesThatAreNoSectionKeyOrComment) {
-  EXPECT_EQ(read("[a]\nnonsense\nk=1\n[b\n= nameless\n]\nl=2\n"),
+  EXPECT_EQ(read("[a]\nnonsense\nk=1\n= nameless\n]\nl=2\n"),
             (Triples{{"a", "k", "1"}, {"a", "l", "2"}}));
 }
 
@@ -255,6 +256,25 @@ TEST_F(Kvreader, HasNothingOpenAfterAFailure) {
   ASSERT_NE(kvreader_opencfg(write("[a]\nk=1\n").c_str()), 0);
   ASSERT_EQ(kvreader_opencfg((folder_ / "none.conf").c_str()), 0);
   EXPECT_EQ(kvreader_getcfg(), nullptr);
+}
+
+TEST_F(Kvreader, KeepsTheKeysOfABrokenHeaderOutOfTheSectionBefore) {
+  const Triples expected{{"LED.L0", "Type", "Dummy"}, {"LED.L2", "Type", "Other"}};
+  for (const std::string &header : {"[LED.L1"s, "[LED.L1 ; x]"s, "[LED\0.L1]"s})
+    EXPECT_EQ(read("[LED.L0]\nType=Dummy\n" + header + "\nType=Dummy\n[LED.L2]\nType=Other\n"), expected)
+        << header;
+}
+
+TEST_F(Kvreader, ReadsAHeaderWithALongTail) {
+  EXPECT_EQ(read("[LED.L0] # " + std::string(300, 'x') + "\nType=Dummy\n"),
+            (Triples{{"LED.L0", "Type", "Dummy"}}));
+}
+
+TEST_F(Kvreader, RefusesWhatWouldKeepItWaiting) {
+  const std::string path = folder_ / "fifo";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(kvreader_opencfg(path.c_str()), 0);
+  EXPECT_EQ(errno, EINVAL);
 }
 
 }  // namespace

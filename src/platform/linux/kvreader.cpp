@@ -1,6 +1,9 @@
 #include "platform/kvreader.h"
 
+#include <fcntl.h>
 #include <ini.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // The syntax is libinih's: "[section]", "key = value" or "key: value", blanks around each of them dropped,
@@ -42,10 +46,10 @@ class TextPool {
 class Configuration {
  public:
   void add(std::string_view section, std::string_view key, std::string_view value) {
-    if (entries_.empty() || section != texts_.at(entries_.back().section))
-      section_ = texts_.add(section);
+    const bool same_section = !entries_.empty() && section == texts_.at(entries_.back().section);
+    const std::size_t section_offset = same_section ? entries_.back().section : texts_.add(section);
     const std::size_t key_offset = texts_.add(key);
-    entries_.push_back({section_, key_offset, texts_.add(value)});
+    entries_.push_back({section_offset, key_offset, texts_.add(value)});
   }
 
   const KvreaderTriple *next() {
@@ -63,7 +67,6 @@ class Configuration {
 
   TextPool texts_;
   std::vector<Entry> entries_;
-  std::size_t section_ = 0;
   std::size_t position_ = 0;
   KvreaderTriple current_{};
 };
@@ -83,6 +86,17 @@ std::string_view without_trailing_comment(std::string_view line) {
   return line;
 }
 
+/// The "[name]" that `line` starts with; empty when libinih would not read it as a section.
+std::string_view header_of(std::string_view line) {
+  const std::size_t end = line.find(']');
+  if (end == std::string_view::npos || end - 1 > kLongestSectionName)
+    return {};
+  const std::string_view header = line.substr(0, end + 1);
+  const bool readable =
+      without_trailing_comment(header) == header && header.find('\0') == std::string_view::npos;
+  return readable ? header : std::string_view{};
+}
+
 /// Hands a text to libinih line by line.
 class LineSource {
  public:
@@ -95,10 +109,14 @@ class LineSource {
   char *read(char *buffer, std::size_t size) {
     while (!rest_.empty()) {
       std::string_view line = without_blanks_around(take_line());
+      if (line.starts_with('[')) {
+        line = header_of(line);
+        in_unreadable_section_ = line.empty();
+      }
       const std::size_t longest = size - std::strlen("\n") - 1;
       if (line.size() > longest)
         line = without_trailing_comment(line);
-      if (!is_readable(line, longest))
+      if (in_unreadable_section_ || line.size() > longest || line.find('\0') != std::string_view::npos)
         continue;
       *std::copy(line.begin(), line.end(), buffer) = '\n';
       buffer[line.size() + 1] = '\0';
@@ -115,24 +133,28 @@ class LineSource {
     return line;
   }
 
-  /// The keys of a section whose name cannot be read must not end up in the section before it.
-  bool is_readable(std::string_view line, std::size_t longest) {
-    const bool fits = line.size() <= longest && line.find('\0') == std::string_view::npos;
-    if (!line.starts_with('['))
-      return fits && !in_unreadable_section_;
-    const std::size_t name_end = line.find(']');
-    const bool long_name = name_end != std::string_view::npos && name_end - 1 > kLongestSectionName;
-    in_unreadable_section_ = !fits || long_name;
-    return !in_unreadable_section_;
-  }
-
   std::string_view rest_;
-  bool in_unreadable_section_ = false;
+  bool in_unreadable_section_ = false;  // its keys must not end up in the section before it
 };
+
+/// On failure returns nullptr, with errno set.
+std::FILE *open_regular_file(const char *path) {
+  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0)
+    return nullptr;
+
+  struct stat status {};
+  if (fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)))
+    return fdopen(descriptor, "r");
+  close(descriptor);
+  errno = EINVAL;
+  return nullptr;
+}
 
 /// Reads the file at `path`; on failure returns nothing, with errno set.
 std::optional<std::string> read_file(const char *path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path, "re"), std::fclose);
+  // Not to be kept waiting by a FIFO, nor fed for ever by a device.
+  const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(open_regular_file(path), std::fclose);
   if (!file)
     return std::nullopt;
 
