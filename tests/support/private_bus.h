@@ -13,6 +13,5 @@ using BusConnection = std::unique_ptr<GDBusConnection, ObjectUnref>;
 /// ends.
 const char *private_bus_address();
 
-/// A new connection to it, with a thread-default main context of the caller's choice. Its end does not end
-/// the program.
+/// A new connection to it. The program survives its loss.
 BusConnection connect_to_private_bus();

@@ -126,8 +126,8 @@ bool PublishedLight::leaves_unanswered(const char *interface, const char *method
 
   g_cancellable_cancel(cancellable);
   run_until(outcome.is_known);
-  g_autoptr(GVariant) values = outcome.values;
-  g_autoptr(GError) error = outcome.error;
+  g_clear_pointer(&outcome.values, g_variant_unref);
+  g_clear_error(&outcome.error);
   return is_open;
 }
 
