@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "led/led_access.h"
 #include "led/led_interface.h"
 #include "led/led_service.h"
+#include "led/light_checks.h"
 #include "led/light_error.h"
 #include "led/temperature_sensors.h"
 
@@ -56,11 +56,10 @@ void append_led(GVariantBuilder *list, const LedBase *led) {
 }
 
 GVariant *get_all_led(const LightController *self, GError **error) {
-  g_auto(GVariantBuilder) list;
-  g_variant_builder_init(&list, G_VARIANT_TYPE("a(ssibbbbb)"));
+  g_auto(GVariantBuilder) list = G_VARIANT_BUILDER_INIT(G_VARIANT_TYPE("a(ssibbbbb)"));
   for (gint32 i = 0; i < self->nbr_of_leds; ++i) {
     const LedBase *led = self->leds[i];
-    if (!led_access_check(led, error))
+    if (!light_check_usable(led, error))
       return nullptr;
     append_led(&list, led);
   }
@@ -73,7 +72,7 @@ GVariant *get_all_led(const LightController *self, GError **error) {
 
 bool is_light_control_available(const LightController *self) {
   return std::any_of(self->leds, self->leds + self->nbr_of_leds,
-                     [](const LedBase *led) { return led_access_check(led, nullptr); });
+                     [](const LedBase *led) { return light_check_usable(led, nullptr); });
 }
 
 void handle_method_call(GDBusConnection *, const gchar *, const gchar *, const gchar *interface_name,

@@ -22,7 +22,6 @@ namespace {
 constexpr const char *kConfigFile = "/etc/beamd/beamd.conf";
 constexpr std::string_view kGroupPrefix = "LED.L";
 constexpr int kEventKind = 1;
-constexpr int kTextValue = 4;
 
 struct LedType {
   std::string_view name;
@@ -162,7 +161,7 @@ bool declare_event(LightController *self) {
     syslog(LOG_ERR, "Unable to create event declaration");
     return false;
   }
-  if (!event_declaration_add_key_value(declaration.get(), "light.app", "beamd", kTextValue)) {
+  if (!event_declaration_add_key_value(declaration.get(), "light.app", "beamd", EVENT_VALUE_TEXT)) {
     syslog(LOG_ERR, "Unable to add key value: (%s)", "light.app");
     return false;
   }

@@ -23,13 +23,13 @@ bool drop_privileges() {
     syslog(LOG_ERR, "Couldn't get gid for group \"%s\": %m.", kGroup);
     return false;
   }
+  const auto gid = static_cast<int>(group->gr_gid);
   if (setgid(group->gr_gid) < 0) {
-    syslog(LOG_ERR, "Failed setting gid to %d: %m", static_cast<int>(group->gr_gid));
+    syslog(LOG_ERR, "Failed setting gid to %d: %m", gid);
     return false;
   }
   if (initgroups(user->pw_name, group->gr_gid) < 0) {
-    syslog(LOG_ERR, "Unable to run initgroups() with username: %s, gid: %d: %m", user->pw_name,
-           static_cast<int>(group->gr_gid));
+    syslog(LOG_ERR, "Unable to run initgroups() with username: %s, gid: %d: %m", user->pw_name, gid);
     return false;
   }
   if (setuid(user->pw_uid) < 0) {

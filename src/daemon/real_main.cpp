@@ -30,7 +30,7 @@ std::optional<Options> parse_options(int argc, char **argv) {
        nullptr},
       {"no-daemon", 'n', G_OPTION_FLAG_NONE, G_OPTION_ARG_NONE, &options.no_daemon, "Do not daemonize",
        nullptr},
-      {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
+      {},
   };
   g_autoptr(GOptionContext) context = g_option_context_new("");
   g_option_context_add_main_entries(context, entries, nullptr);
@@ -84,6 +84,7 @@ int real_main(int argc, char **argv) {
     daemonize();
 
   g_autoptr(LightController) controller = LIGHT_CONTROLLER(g_object_new(TYPE_LIGHT_CONTROLLER, nullptr));
+  // exit, not return: a controller that does not run is not released, which would touch the lights.
   if (!light_controller_setup(controller)) {
     syslog(LOG_ERR, "LightController setup failed...exiting");
     std::exit(EXIT_FAILURE);

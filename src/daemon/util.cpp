@@ -17,17 +17,33 @@
 
 namespace {
 
-// A FIFO would keep us waiting, a device may never end.
-bool is_file_to_read(const char *path) {
+constexpr off_t kLargestKeyFile = 64 * 1024 * 1024;
+
+// A FIFO would keep us waiting, and a device may never end. A folder opens: reading it fails, with the better
+// reason.
+int check_readable(int descriptor) {
   struct stat status {};
-  return stat(path, &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode);
+  if (fstat(descriptor, &status) != 0)
+    return errno;
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+    return EINVAL;
+  return status.st_size > kLargestKeyFile ? EFBIG : 0;
 }
 
-GIOChannel *open_channel(const char *path, GError **error) {
-  if (is_file_to_read(path))
-    return g_io_channel_new_file(path, "r", error);
-  g_set_error_literal(error, G_FILE_ERROR, G_FILE_ERROR_INVAL, g_strerror(EINVAL));
-  return nullptr;
+/// Returns nullptr with @p reason set when there is no file to read.
+GIOChannel *open_channel(const char *path, const char **reason) {
+  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const int error = descriptor < 0 ? errno : check_readable(descriptor);
+  if (error != 0) {
+    *reason = g_strerror(error);
+    if (descriptor >= 0)
+      close(descriptor);
+    return nullptr;
+  }
+  GIOChannel *channel = g_io_channel_unix_new(descriptor);
+  g_io_channel_set_close_on_unref(channel, TRUE);
+  g_io_channel_set_encoding(channel, nullptr, nullptr);
+  return channel;
 }
 
 bool write_all(int descriptor, std::string_view text) {
@@ -41,9 +57,11 @@ bool write_all(int descriptor, std::string_view text) {
 }
 
 bool write_and_sync(const std::string &path, GKeyFile *key_file) {
-  // A writer that was killed while it was still root may have left a file that only root can open.
+  // A writer that was killed while it was still root may have left a file that only root can open. The new
+  // one is made exclusively: the folder belongs to group light, and a link put there must not lead root
+  // elsewhere.
   unlink(path.c_str());
-  const UniqueFd file{open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
+  const UniqueFd file{open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
   if (!file) {
     syslog(LOG_ERR, "Could not create temp file for state write");
     return false;
@@ -79,16 +97,16 @@ bool sync_folder_of(const std::string &path) {
 }  // namespace
 
 bool load_key_file(const char *path, GKeyFile *key_file, const KeyFileMessages &messages) {
-  g_autoptr(GError) error = nullptr;
-  g_autoptr(GIOChannel) channel = open_channel(path, &error);
+  const char *reason = nullptr;
+  g_autoptr(GIOChannel) channel = open_channel(path, &reason);
   if (!channel) {
-    syslog(messages.open_priority, messages.open, path, error->message);
+    syslog(messages.open_priority, messages.open, path, reason);
     return false;
   }
 
   g_autofree char *text = nullptr;
   gsize length = 0;
-  g_io_channel_set_encoding(channel, nullptr, nullptr);
+  g_autoptr(GError) error = nullptr;
   if (g_io_channel_read_to_end(channel, &text, &length, &error) != G_IO_STATUS_NORMAL) {
     syslog(LOG_ERR, messages.read, path, error != nullptr ? error->message : g_strerror(EAGAIN));
     return false;

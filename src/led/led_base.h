@@ -128,7 +128,7 @@ gint led_base_get_nbr_of_interfaces(LedBase *self);
 
 /// The intensity, or -1 when the light has none.
 gint led_base_get_intensity(LedBase *self);
-/// Applies @p value, which is neither checked nor stored.
+/// Applies @p value, which is neither checked nor written to the state file.
 void led_base_set_intensity(LedBase *self, gint value);
 
 /// What LED @p led shall give before angle and power are looked at: never more than `intensity`; 0 for an LED

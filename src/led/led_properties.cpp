@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "daemon/debug.h"
-#include "led/led_access.h"
 #include "led/led_interface.h"
 #include "led/led_service.h"
+#include "led/light_checks.h"
 #include "led/light_error.h"
 
 namespace {
@@ -15,7 +15,8 @@ struct Property {
   std::string_view name;
   /// Returns the value (floating), or nullptr with the error set.
   GVariant *(*get)(const LedBase *light, GError **error);
-  /// nullptr for a property that is only read.
+  /// Stores the value in the light and its key; false with the error set. nullptr for a property that is only
+  /// read.
   bool (*set)(LedBase *light, GVariant *value, GError **error);
 };
 
@@ -54,7 +55,6 @@ bool set_sync_day_night(LedBase *light, GVariant *value, GError **error) {
     return false;
   light->sync_day_night = g_variant_get_boolean(value);
   g_key_file_set_boolean(light->state, "common", "syncdaynight", light->sync_day_night);
-  led_base_store_state(light);
   return true;
 }
 
@@ -71,7 +71,6 @@ bool set_automatic_intensity(LedBase *light, GVariant *value, GError **error) {
   g_key_file_set_boolean(light->state, "common", "automaticintensity", light->automatic_intensity);
   if (light->automatic_intensity != old)
     led_base_set_automatic_intensity(light);
-  led_base_store_state(light);
   return true;
 }
 
@@ -87,7 +86,6 @@ bool set_manual_intensity(LedBase *light, GVariant *value, GError **error) {
   g_key_file_set_integer(light->state, "common", "manualintensity", light->manual_intensity);
   if (!light->automatic_intensity && light->manual_intensity != old)
     led_base_set_automatic_intensity(light);
-  led_base_store_state(light);
   return true;
 }
 
@@ -100,7 +98,7 @@ GVariant *get_automatic_angle(const LedBase *light, GError **error) {
 }
 
 bool set_automatic_angle(LedBase *light, GVariant *value, GError **error) {
-  led_access_check_angle(light, error);  // a light without an angle is told so, yet takes the setting
+  light_check_angle_supported(light, error);  // the setting is taken nevertheless, if nothing else is missing
   if (!check_automatic_angle(light, error) ||
       !check_supported(
           light->has_manual_aoi,
@@ -111,7 +109,6 @@ bool set_automatic_angle(LedBase *light, GVariant *value, GError **error) {
   g_key_file_set_boolean(light->state, "zoom", "automaticangleofillumination", light->automatic_aoi);
   if (!light->automatic_aoi)
     led_base_set_angle_of_illumination(light, light->manual_aoi);
-  led_base_store_state(light);
   return true;
 }
 
@@ -121,13 +118,12 @@ GVariant *get_manual_angle(const LedBase *light, GError **error) {
 
 // The angle takes effect when automatic angle is switched off the next time.
 bool set_manual_angle(LedBase *light, GVariant *value, GError **error) {
-  led_access_check_angle(light, error);  // as above
+  light_check_angle_supported(light, error);  // as above
   const gint angle = g_variant_get_int32(value);
-  if (!check_manual_angle(light, error) || !led_access_check_angle_range(light, angle, error))
+  if (!check_manual_angle(light, error) || !light_check_angle(light, angle, error))
     return false;
   light->manual_aoi = angle;
   g_key_file_set_integer(light->state, "common", "manualangleofillumination", angle);
-  led_base_store_state(light);
   return true;
 }
 
@@ -143,14 +139,16 @@ constexpr Property kZoomProperties[] = {
     {"ManualSetAngleOfIllumination", get_manual_angle, set_manual_angle},
 };
 
-const Property *find_property(std::string_view interface, std::string_view name) {
+/// Logs an unknown interface.
+const Property *find_property(const char *interface, std::string_view name) {
+  const std::string_view interface_name{interface};
   std::span<const Property> properties;
-  if (interface == LED_INTERFACE_COMMON)
+  if (interface_name == LED_INTERFACE_COMMON)
     properties = kCommonProperties;
-  else if (interface == LED_INTERFACE_ZOOM)
+  else if (interface_name == LED_INTERFACE_ZOOM)
     properties = kZoomProperties;
   else
-    syslog(LOG_ERR, "No such interface: %s", interface.data());
+    syslog(LOG_ERR, "No such interface: %s", interface);
 
   for (const auto &property : properties)
     if (property.name == name)
@@ -163,6 +161,7 @@ const Property *find_property(std::string_view interface, std::string_view name)
 GVariant *led_base_handle_dbus_get_property(GDBusConnection *, const gchar *, const gchar *,
                                             const gchar *interface_name, const gchar *property_name,
                                             GError **error, gpointer user_data) {
+  g_return_val_if_fail(LED_IS_BASE(user_data), nullptr);
   const auto *light = LED_BASE(user_data);
   const std::string_view name{property_name};
   debug_log("Handle get property: %s", property_name);
@@ -171,13 +170,13 @@ GVariant *led_base_handle_dbus_get_property(GDBusConnection *, const gchar *, co
     return g_variant_new_boolean(light->card_detected);
   if (name == "CorrectPoe")
     return g_variant_new_boolean(light->correct_poe);
-  if (!led_access_check(light, error))
+  if (!light_check_usable(light, error))
     return nullptr;
 
   if (std::string_view{interface_name} == LED_INTERFACE_ZOOM) {
     if (name == "AutomaticAngleOfIlluminationSupp")
       return g_variant_new_boolean(light->has_automatic_aoi);
-    if (!led_access_check_angle(light, error))
+    if (!light_check_angle_supported(light, error))
       return nullptr;
   }
   const auto *property = find_property(interface_name, name);
@@ -187,11 +186,15 @@ GVariant *led_base_handle_dbus_get_property(GDBusConnection *, const gchar *, co
 gboolean led_base_handle_dbus_set_property(GDBusConnection *, const gchar *, const gchar *,
                                            const gchar *interface_name, const gchar *property_name,
                                            GVariant *value, GError **error, gpointer user_data) {
+  g_return_val_if_fail(LED_IS_BASE(user_data), FALSE);
   auto *light = LED_BASE(user_data);
   debug_log("Handle set property: %s", property_name);
 
-  if (!led_access_check(light, error))
+  if (!light_check_usable(light, error))
     return FALSE;
   const auto *property = find_property(interface_name, property_name);
-  return property != nullptr && property->set != nullptr && property->set(light, value, error);
+  if (property == nullptr || property->set == nullptr || !property->set(light, value, error))
+    return FALSE;
+  led_base_store_state(light);
+  return TRUE;
 }

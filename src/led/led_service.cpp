@@ -2,13 +2,14 @@
 
 #include <syslog.h>
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "daemon/debug.h"
-#include "led/led_access.h"
 #include "led/led_interface.h"
+#include "led/light_checks.h"
 #include "led/light_error.h"
 
 namespace {
@@ -35,7 +36,7 @@ gint integer_argument(GVariant *parameters) {
 
 GVariant *range_reply(gint low, gint high) { return g_variant_new("(v)", g_variant_new("(ii)", low, high)); }
 
-GVariant *not_supported(GError **error) {
+GVariant *individual_not_supported(GError **error) {
   light_error_set(error, LIGHT_CONTROL_ERROR_NOT_SUPPORTED, "Individual intensity not supported.");
   return nullptr;
 }
@@ -54,9 +55,9 @@ std::optional<gint> individual_intensity(LedBase *light, gint led, gint type, GE
   if (level >= 0)
     return level;
   if (level == LED_INTENSITY_NOT_SUPPORTED)
-    not_supported(error);
+    individual_not_supported(error);
   else
-    light_error_set(error, LIGHT_CONTROL_ERROR_INVALID_INTENSITY, "Invalid Intensity. Intensity is not set");
+    light_refuse_intensity(error);
   return std::nullopt;
 }
 
@@ -75,7 +76,7 @@ GVariant *set_manual_on(LedBase *light, GVariant *parameters, GError **) {
 
 GVariant *set_intensity(LedBase *light, GVariant *parameters, GError **error) {
   const gint value = integer_argument(parameters);
-  if (led_access_check_intensity(light, value, error))
+  if (light_check_intensity(light, value, error))
     led_base_set_intensity(light, value);
   return nullptr;
 }
@@ -131,8 +132,7 @@ GVariant *get_individual_led_intensities(LedBase *light, GVariant *parameters, G
   if (!type)
     return nullptr;
 
-  g_auto(GVariantBuilder) levels;
-  g_variant_builder_init(&levels, G_VARIANT_TYPE("ai"));
+  g_auto(GVariantBuilder) levels = G_VARIANT_BUILDER_INIT(G_VARIANT_TYPE("ai"));
   for (gint led = 0; led < light->nbr_of_leds; ++led) {
     const auto level = individual_intensity(light, led, *type, error);
     if (!level)
@@ -149,10 +149,10 @@ GVariant *set_individual_led_intensity(LedBase *light, GVariant *parameters, GEr
   g_variant_get(parameters, "(ii&s)", &led, &value, &type_text);
 
   const auto type = intensity_type(type_text, error);
-  if (!type || !led_access_check_intensity(light, value, error))
+  if (!type || !light_check_intensity(light, value, error))
     return nullptr;
   if (!led_base_set_individual_led_intensity(light, led, value, *type))
-    return not_supported(error);
+    return individual_not_supported(error);
   return nullptr;
 }
 
@@ -163,13 +163,13 @@ std::nullopt_t wrong_count(GError **error) {
 
 std::optional<std::vector<gint>> one_value_per_led(const LedBase *light, GVariantIter *given,
                                                    GError **error) {
-  const auto expected = static_cast<size_t>(light->nbr_of_leds);
+  const auto expected = static_cast<size_t>(std::max(light->nbr_of_leds, 0));
   std::vector<gint> values;
   gint value = 0;
   while (g_variant_iter_next(given, "i", &value)) {
     if (values.size() == expected)
       return wrong_count(error);
-    if (!led_access_check_intensity(light, value, error))
+    if (!light_check_intensity(light, value, error))
       return std::nullopt;
     values.push_back(value);
   }
@@ -189,7 +189,7 @@ GVariant *set_individual_led_intensities(LedBase *light, GVariant *parameters, G
     return nullptr;
   for (gint led = 0; led < light->nbr_of_leds; ++led)
     if (!led_base_set_individual_led_intensity(light, led, (*values)[static_cast<size_t>(led)], *type))
-      return not_supported(error);
+      return individual_not_supported(error);
   return nullptr;
 }
 
@@ -210,7 +210,7 @@ GVariant *set_power(LedBase *light, GVariant *parameters, GError **) {
 
 GVariant *change_angle_of_illumination(LedBase *light, GVariant *parameters, GError **error) {
   const gint angle = integer_argument(parameters);
-  if (led_access_check_angle_range(light, angle, error))
+  if (light_check_angle(light, angle, error))
     led_base_set_angle_of_illumination(light, angle);
   return nullptr;
 }
@@ -258,20 +258,21 @@ Method find_method(const MethodEntry (&table)[Count], std::string_view name) {
   return nullptr;
 }
 
-/// Logs what it does not find, as far as that is worth a line.
-Method find_method(std::string_view interface, const char *name) {
-  if (interface == LED_INTERFACE_COMMON) {
-    const auto method = find_method(kCommonMethods, name);
-    if (method == nullptr)
-      syslog(LOG_WARNING, "No such method: %s", name);
-    return method;
-  }
-  if (interface == LED_INTERFACE_POWER)
+/// Logs an unknown interface and an unknown method of the common one.
+Method find_method(const char *interface, const char *name) {
+  const std::string_view interface_name{interface};
+  if (interface_name == LED_INTERFACE_POWER)
     return find_method(kPowerMethods, name);
-  if (interface == LED_INTERFACE_ZOOM)
+  if (interface_name == LED_INTERFACE_ZOOM)
     return find_method(kZoomMethods, name);
-  syslog(LOG_WARNING, "No such interface: %s", interface.data());
-  return nullptr;
+  if (interface_name != LED_INTERFACE_COMMON) {
+    syslog(LOG_WARNING, "No such interface: %s", interface);
+    return nullptr;
+  }
+  const auto method = find_method(kCommonMethods, name);
+  if (method == nullptr)
+    syslog(LOG_WARNING, "No such method: %s", name);
+  return method;
 }
 
 }  // namespace
@@ -280,17 +281,13 @@ void led_base_handle_dbus_method_call(GDBusConnection *, const gchar *, const gc
                                       const gchar *interface_name, const gchar *method_name,
                                       GVariant *parameters, GDBusMethodInvocation *invocation,
                                       gpointer user_data) {
+  g_return_if_fail(LED_IS_BASE(user_data));
   auto *light = LED_BASE(user_data);
   debug_log("Handle dbus method call: %s", method_name);
 
   g_autoptr(GError) error = nullptr;
-  if (!led_access_check(light, &error)) {
-    g_dbus_method_invocation_return_gerror(invocation, error);
-    return;
-  }
-
   const bool needs_angle = std::string_view{interface_name} == LED_INTERFACE_ZOOM;
-  if (needs_angle && !led_access_check_angle(light, &error)) {
+  if (!light_check_usable(light, &error) || (needs_angle && !light_check_angle_supported(light, &error))) {
     g_dbus_method_invocation_return_gerror(invocation, error);
     return;
   }

@@ -13,7 +13,6 @@
 
 namespace {
 
-// A file that cannot be read leaves the key file empty: the first required key then ends setup.
 void load_light_file(const char *file_name, GKeyFile *key_file, int open_priority) {
   debug_log("Reading state from file '%s'", file_name);
   load_key_file(
@@ -24,6 +23,7 @@ void load_light_file(const char *file_name, GKeyFile *key_file, int open_priorit
 void load_files(LedBase *self) {
   self->state = g_key_file_new();
   self->state_filename = g_strdup_printf("/etc/beamd/led%d.conf", self->light_id);
+  // When it cannot be read, the first required key ends setup.
   load_light_file(self->state_filename, self->state, LOG_ERR);
 
   self->defaults = g_key_file_new();
@@ -40,34 +40,36 @@ void read_basepath(LedBase *self) {
     self->basepath = g_steal_pointer(&basepath);
 }
 
-bool probe_hardware(LedBase *self) {
-  g_autoptr(GError) error = nullptr;
+bool probe_hardware(LedBase *self, GError **error) {
+  g_autoptr(GError) own = nullptr;
+  if (error == nullptr)
+    error = &own;
   const auto setup = LED_BASE_GET_CLASS(self)->setup;
-  if (setup == nullptr || setup(self, &error)) {
+  if (setup == nullptr || setup(self, error)) {
     self->card_detected = TRUE;
     return true;
   }
-  if (error == nullptr)
+  if (*error == nullptr)
     return false;
 
-  self->card_detected = !g_error_matches(error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_NO_BOARD);
-  self->correct_poe = !g_error_matches(error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_WRONG_POE);
+  self->card_detected = !g_error_matches(*error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_NO_BOARD);
+  self->correct_poe = !g_error_matches(*error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_WRONG_POE);
+  g_clear_error(error);
   return true;
 }
 
-bool read_settings(LedBase *self, const StateReader &state) {
-  if (!state.optional_boolean("common", "syncdaynight", FALSE, &self->sync_day_night,
-                              &self->has_sync_day_night) ||
-      !state.required_boolean("common", "enable", &self->enabled) ||
-      !state.optional_boolean("common", "automaticintensity", FALSE, &self->automatic_intensity,
-                              &self->has_automatic_intensity) ||
-      !state.optional("common", "manualangleofillumination", 0, &self->manual_aoi, &self->has_manual_aoi) ||
-      !state.optional_boolean("common", "usepowerrequest", TRUE, &self->use_power_request, nullptr))
+bool read_settings(LedBase *self, const StateReader &common) {
+  if (!common.optional_boolean("syncdaynight", FALSE, &self->sync_day_night, &self->has_sync_day_night) ||
+      !common.required_boolean("enable", &self->enabled) ||
+      !common.optional_boolean("automaticintensity", FALSE, &self->automatic_intensity,
+                               &self->has_automatic_intensity) ||
+      !common.optional("manualangleofillumination", 0, &self->manual_aoi, &self->has_manual_aoi) ||
+      !common.optional_boolean("usepowerrequest", TRUE, &self->use_power_request))
     return false;
-  self->rampdown_time = state.lenient("common", "rampdown_time", 0);
-  return state.required("common", "intensityLOW", &self->intensity_low) &&
-         state.required("common", "intensity", &self->intensity) &&
-         state.optional("common", "manualintensity", 0, &self->manual_intensity, &self->has_manual_intensity);
+  self->rampdown_time = common.lenient("rampdown_time", 0);
+  return common.required("intensityLOW", &self->intensity_low) &&
+         common.required("intensity", &self->intensity) &&
+         common.optional("manualintensity", 0, &self->manual_intensity, &self->has_manual_intensity);
 }
 
 void apply_initial_intensity(LedBase *self) {
@@ -77,15 +79,15 @@ void apply_initial_intensity(LedBase *self) {
     led_base_set_intensity(self, self->intensity);
 }
 
-bool read_description(LedBase *self, const StateReader &state) {
-  self->max_brightness_level = state.lenient("common", "max_brightness_level", -1);
-  return state.required("common", "nbrofinterfaces", &self->nbr_of_interfaces) &&
-         state.required("common", "ledtype", &self->ledtype) &&
-         state.optional_boolean("common", "usemanualoverride", FALSE, &self->use_manual_override, nullptr) &&
-         state.optional_boolean("common", "individualintensitysupport", FALSE,
-                                &self->individual_intensity_support, nullptr);
+bool read_description(LedBase *self, const StateReader &common) {
+  self->max_brightness_level = common.lenient("max_brightness_level", -1);
+  return common.required("nbrofinterfaces", &self->nbr_of_interfaces) &&
+         common.required("ledtype", &self->ledtype) &&
+         common.optional_boolean("usemanualoverride", FALSE, &self->use_manual_override) &&
+         common.optional_boolean("individualintensitysupport", FALSE, &self->individual_intensity_support);
 }
 
+// In manual mode `intensity` is the manual one by now.
 void make_individual_intensities(LedBase *self) {
   const gsize count = static_cast<gsize>(std::max(self->nbr_of_leds, 0));
 
@@ -103,54 +105,55 @@ void make_individual_intensities(LedBase *self) {
   std::fill_n(self->automatic_intensities, count, self->intensity);
 }
 
-bool read_power_requirement(LedBase *self, const StateReader &state) {
-  if (!state.optional_number_text("common", "powerusagefactor", LED_DEFAULT_POWER_USAGE_FACTOR,
-                                  &self->power_usage_factor) ||
-      !state.optional("common", "required_total_power", 0.0, &self->required_total_power) ||
-      !state.optional("common", "minimum_poe_class", 0, &self->minimum_poe_class, nullptr))
+bool read_power_requirement(LedBase *self, const StateReader &common) {
+  if (!common.optional_number_text("powerusagefactor", LED_DEFAULT_POWER_USAGE_FACTOR,
+                                   &self->power_usage_factor) ||
+      !common.optional("required_total_power", 0.0, &self->required_total_power) ||
+      !common.optional("minimum_poe_class", 0, &self->minimum_poe_class))
     return false;
   // A light with a requirement has to wait for what the power daemon says.
   self->correct_poe = self->minimum_poe_class < 1 && !(self->required_total_power > 0.0);
   return true;
 }
 
-bool read_zoom(LedBase *self, const StateReader &state) {
+bool read_zoom(LedBase *self) {
   if (!g_key_file_has_group(self->state, "zoom"))
     return true;
 
+  const StateReader zoom{self->state, "zoom"};
   gint angle = 0;
-  if (!state.optional_boolean("zoom", "automaticangleofillumination", FALSE, &self->automatic_aoi,
-                              &self->has_automatic_aoi) ||
-      !state.optional("zoom", "angleofillumination", 0, &angle, &self->has_angle_of_illumination))
+  if (!zoom.optional_boolean("automaticangleofillumination", FALSE, &self->automatic_aoi,
+                             &self->has_automatic_aoi) ||
+      !zoom.optional("angleofillumination", 0, &angle, &self->has_angle_of_illumination))
     return false;
   if (!self->has_angle_of_illumination)
     return true;
 
   led_base_set_angle_of_illumination(self, angle);
-  return state.required("zoom", "angleofilluminationLOW", &self->aoi_low) &&
-         state.required("zoom", "angleofilluminationHIGH", &self->aoi_high);
+  return zoom.required("angleofilluminationLOW", &self->aoi_low) &&
+         zoom.required("angleofilluminationHIGH", &self->aoi_high);
 }
 
 }  // namespace
 
-gboolean led_base_setup(LedBase *self, GError **) {
-  g_return_val_if_fail(LED_IS_BASE(self), FALSE);
+gboolean led_base_setup(LedBase *self, GError **error) {
+  g_return_val_if_fail(LED_IS_BASE(self) && self->state == nullptr, FALSE);
 
   load_files(self);
   read_basepath(self);
-  const StateReader state{self->state};
-  if (!state.required("common", "intensityHIGH", &self->intensity_high) || !probe_hardware(self))
+  const StateReader common{self->state, "common"};
+  if (!common.required("intensityHIGH", &self->intensity_high) || !probe_hardware(self, error))
     return FALSE;
 
   self->light_on = 0;
   self->requested_power = 0;
-  if (!read_settings(self, state))
+  if (!read_settings(self, common))
     return FALSE;
   apply_initial_intensity(self);
-  if (!read_description(self, state))
+  if (!read_description(self, common))
     return FALSE;
   make_individual_intensities(self);
-  if (!read_power_requirement(self, state) || !read_zoom(self, state))
+  if (!read_power_requirement(self, common) || !read_zoom(self))
     return FALSE;
 
   self->activate = FALSE;

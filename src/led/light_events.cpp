@@ -4,17 +4,15 @@
 
 namespace {
 
-constexpr int kInteger = 1;
-constexpr int kText = 4;
-
-bool send(EventProducer *producer, Event *event, const char *state) {
+// An event that still says what was declared is better not sent.
+bool set_and_send(EventProducer *producer, Event *event, const char *state) {
   return event != nullptr && event_set_value(event, "state", state) &&
          event_producer_send_event(producer, event);
 }
 
 void send_state(EventProducer *producer, guint declaration, const char *state) {
   Event *event = event_producer_prepare_event(producer, declaration);
-  if (!send(producer, event, state)) {
+  if (!set_and_send(producer, event, state)) {
     if (event_producer_declaration_complete(producer, declaration))
       syslog(LOG_WARNING, "Failed to send event");
     else
@@ -35,10 +33,10 @@ void light_events_declare(LedBase *light) {
   if (light->event_producer == nullptr)
     return;
   light->status_changed_decl = event_producer_register(
-      light->event_producer, "com.velk.Event.LightStatusChanged", "state", "OFF", kText, nullptr);
-  light->status_decl =
-      event_producer_register(light->event_producer, "com.velk.Event.LightStatus", "id", &light->light_id,
-                              kInteger, "type", light->ledtype, kText, "state", "OFF", kText, nullptr);
+      light->event_producer, "com.velk.Event.LightStatusChanged", "state", "OFF", EVENT_VALUE_TEXT, nullptr);
+  light->status_decl = event_producer_register(light->event_producer, "com.velk.Event.LightStatus", "id",
+                                               &light->light_id, EVENT_VALUE_INTEGER, "type", light->ledtype,
+                                               EVENT_VALUE_TEXT, "state", "OFF", EVENT_VALUE_TEXT, nullptr);
 }
 
 void light_events_send(const LedBase *light, gboolean on) {
@@ -50,6 +48,8 @@ void light_events_send(const LedBase *light, gboolean on) {
 }
 
 void light_events_undeclare(LedBase *light) {
+  if (light->event_producer == nullptr)
+    return;
   undeclare(light->event_producer, &light->status_changed_decl);
   undeclare(light->event_producer, &light->status_decl);
 }

@@ -8,7 +8,8 @@ G_BEGIN_DECLS
 /// `event_producer`.
 void light_events_declare(LedBase *light);
 
-/// Sends both events with the state ON or OFF. What cannot be sent is logged and dropped.
+/// Sends both events with the state ON or OFF. What cannot be sent is logged and dropped; without a producer
+/// nothing is.
 void light_events_send(const LedBase *light, gboolean on);
 
 /// Withdraws the declarations that were made.

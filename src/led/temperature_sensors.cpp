@@ -105,14 +105,14 @@ gint led_base_conf_temp_sensor_ids(LedBase *self, GKeyFile *key_file, GError **)
   g_return_val_if_fail(LED_IS_BASE(self) && key_file != nullptr, 0);
 
   const auto names = read_sensor_names(key_file);
+  g_clear_pointer(&self->temp_sensor_ids, g_free);
+  g_clear_pointer(&self->temp_sensor_temps, g_free);
+  self->nbr_of_temp_sensors = static_cast<gint>(names.size());
   if (names.empty())
     return 0;
 
-  g_free(self->temp_sensor_ids);
-  g_free(self->temp_sensor_temps);
   self->temp_sensor_ids = g_new(gint, names.size());
   self->temp_sensor_temps = g_new(gdouble, names.size());
-  self->nbr_of_temp_sensors = static_cast<gint>(names.size());
   for (gsize i = 0; i < names.size(); ++i) {
     self->temp_sensor_ids[i] = look_up_sensor(names[i], key_of_sensor(i));
     self->temp_sensor_temps[i] = kNoReadingYet;

@@ -5,13 +5,18 @@
 /// A producer declares each kind of event once, with all its keys and their initial values, and then sends
 /// events of that kind which carry the changed values. The functions are to be called from one thread.
 ///
-/// Value types are given by number: 4 is a text and 1 an integer.
+/// Value types are given by number.
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 #pragma GCC visibility push(default)
+
+enum {
+  EVENT_VALUE_INTEGER = 1,
+  EVENT_VALUE_TEXT = 4,
+};
 
 /// A source of events; holds its declarations.
 typedef struct EventProducer EventProducer;

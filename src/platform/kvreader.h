@@ -19,8 +19,8 @@ typedef struct {
 
 /// Reads the configuration file at `path` and makes it the open one. One that was still open is closed first.
 ///
-/// Lines that are no section, key or comment are skipped. So are, in the generic implementation, lines of more
-/// than 198 bytes, and a section whose name has more than 49 bytes or that is not closed, with its keys.
+/// Lines that are no section, key or comment are skipped. So are, in the generic implementation, lines of
+/// more than 198 bytes, and a section whose name has more than 49 bytes or that is not closed, with its keys.
 ///
 /// Returns non-zero on success, and 0 with errno set when the file cannot be read (EISDIR for a folder).
 int kvreader_opencfg(const char *path);

@@ -1,6 +1,5 @@
 #include "platform/command_source.h"
 
-#define G_LOG_DOMAIN "beamd-platform"
 #include <glib.h>
 
 // A generic board has no command source to register with.

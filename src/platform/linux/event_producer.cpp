@@ -1,9 +1,7 @@
 #include "platform/event_producer.h"
 
-#define G_LOG_DOMAIN "beamd-platform"
 #include <gio/gio.h>
 
-#include <cerrno>
 #include <charconv>
 #include <cstdarg>
 #include <cstring>
@@ -12,7 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -20,8 +18,6 @@ namespace {
 
 constexpr const char *kObjectPath = "/com/velk/Event";
 constexpr const char *kInterface = "com.velk.Event";
-constexpr int kIntegerType = 1;
-constexpr int kTextType = 4;
 constexpr int kNamelessKind = 1;
 
 using EventValue = std::variant<int, std::string>;
@@ -40,9 +36,9 @@ struct ObjectUnref {
 bool is_utf8(const char *text) { return g_utf8_validate(text, -1, nullptr); }
 
 std::optional<EventValue> parse_value(const char *text, int type) {
-  if (type == kTextType)
+  if (type == EVENT_VALUE_TEXT)
     return is_utf8(text) ? std::optional<EventValue>(text) : std::nullopt;
-  if (type != kIntegerType)
+  if (type != EVENT_VALUE_INTEGER)
     return std::nullopt;
   int number = 0;
   const char *end = text + std::strlen(text);
@@ -55,9 +51,9 @@ std::optional<EventValue> parse_value(const char *text, int type) {
 std::optional<EventValue> copy_value(const void *value, int type) {
   if (value == nullptr)
     return std::nullopt;
-  if (type == kIntegerType)
+  if (type == EVENT_VALUE_INTEGER)
     return *static_cast<const int *>(value);
-  if (type == kTextType)
+  if (type == EVENT_VALUE_TEXT)
     return parse_value(static_cast<const char *>(value), type);
   return std::nullopt;
 }
@@ -194,7 +190,7 @@ int event_set_value(Event *event, const char *key, const char *value) {
   if (entry == event->values.end())
     return 0;
   const bool is_number = std::holds_alternative<int>(entry->second);
-  std::optional<EventValue> parsed = parse_value(value, is_number ? kIntegerType : kTextType);
+  std::optional<EventValue> parsed = parse_value(value, is_number ? EVENT_VALUE_INTEGER : EVENT_VALUE_TEXT);
   if (!parsed)
     return 0;
   entry->second = std::move(*parsed);
