@@ -54,7 +54,8 @@ std::optional<gint> individual_intensity(LedBase *light, gint led, gint type, GE
   const gint level = led_base_get_individual_led_intensity(light, led, type);
   if (level >= 0)
     return level;
-  if (level == LED_INTENSITY_NOT_SUPPORTED)
+  // Without support an LED that is not there is no better answer.
+  if (level == LED_INTENSITY_NOT_SUPPORTED || !light->individual_intensity_support)
     individual_not_supported(error);
   else
     light_refuse_intensity(error);

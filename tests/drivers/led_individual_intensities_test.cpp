@@ -84,6 +84,11 @@ TEST_F(IndividualIntensities, LedThatIsNotThereHasNoneWithSupportOn) {
   EXPECT_EQ(get_one("(-1, 'automatic')"), kInvalidIntensity);
 }
 
+TEST_F(IndividualIntensities, LedThatIsNotThereIsUnsupportedWithSupportOff) {
+  light_->individual_intensity_support = FALSE;
+  EXPECT_EQ(get_one("(2, 'manual')"), kUnsupported);
+}
+
 TEST_F(IndividualIntensities, AreNotReadWithSupportOff) {
   light_->individual_intensity_support = FALSE;
   EXPECT_EQ(get_one("(0, 'manual')"), kUnsupported);

@@ -1,0 +1,34 @@
+"""The example configurations work as they are."""
+
+from __future__ import annotations
+
+from pathlib import Path
+
+from beamd_testing import syslog as log
+from beamd_testing.services import Controller, Light, events
+
+EXAMPLES = Path(__file__).resolve().parent.parent.parent / "data/examples"
+
+
+def install(sandbox, example: str) -> None:
+    """Copies the files of the example to the places that they have below its folder."""
+    files = [path for path in (EXAMPLES / example).rglob("*") if path.is_file()]
+    assert files
+    for path in files:
+        sandbox.write("/" + str(path.relative_to(EXAMPLES / example)), path.read_bytes())
+
+
+def test_dummy(daemon, sandbox, bus, syslog):
+    install(sandbox, "Dummy")
+    running = daemon()
+    controller = Controller(bus.client)
+    assert controller.count() == 2 and controller.is_available()
+    assert [each[:2] for each in controller.lights()] == [("led0", "IR"), ("led1", "White")]
+    for number in range(2):
+        light = Light(bus.client, number)
+        assert not light.is_on()
+        light.switch(True)
+        assert light.is_on()
+    assert [content["state"] for _, content in events(bus)] == ["ON"] * 4
+    running.stop()
+    assert syslog.texts() == [(log.INFO, "Terminating")]

@@ -1,0 +1,149 @@
+"""Another library takes the place of the platform library, in part or as a whole, without a rebuild.
+
+$BEAMD_REPLACEMENT_EVENTS (replacement_events.cpp) replaces some functions, $BEAMD_REPLACEMENT_PLATFORM (with
+replacement_platform.cpp, named libbeamd-platform.so.0) all of them. Both record how they are called.
+"""
+
+from __future__ import annotations
+
+import os
+import shutil
+import signal
+import time
+from pathlib import Path
+
+import pytest
+
+from beamd_testing import layout, syslog as log
+from beamd_testing.installation import BEAMD_CONF, install_dummies
+from beamd_testing.services import Controller, Light, events
+
+CALLS = "/run/replacement/calls"
+SETUP_FAILED = (log.ERR, "LightController setup failed...exiting")
+
+
+def built(variable: str) -> Path:
+    path = os.environ.get(variable)
+    assert path, f"{variable} names a built replacement of the platform library; it is not set"
+    return Path(path)
+
+
+@pytest.fixture(autouse=True)
+def installed(sandbox):
+    install_dummies(sandbox, {"common": {"ledtype": "White"}})
+    folder = sandbox.path("/run/replacement")
+    folder.mkdir()
+    shutil.copy(built("BEAMD_REPLACEMENT_EVENTS"), folder / "events.so")
+    sandbox.write(CALLS, "", owner=(layout.USERS["light"][0], 0))
+
+
+@pytest.fixture
+def calls(sandbox):
+    """What has been called so far, in order."""
+    return lambda: sandbox.read(CALLS).splitlines()
+
+
+def preloaded(**settings: str) -> list[str]:
+    """A wrapper that lets the event functions be replaced, which behave as the settings say."""
+    settings |= {"REPLACEMENT_CALLS": CALLS, "LD_PRELOAD": "/run/replacement/events.so"}
+    # AddressSanitizer, where it is built in, wants to be the first library otherwise.
+    allow = 'export ASAN_OPTIONS="$ASAN_OPTIONS:verify_asan_link_order=0"; exec "$@"'
+    return ["sh", "-c", allow, "sh", "env", *(f"{key}={value}" for key, value in settings.items())]
+
+
+STARTED = [
+    "command_source_register_mainloop_thread()",
+    "event_producer_new(light_control)",
+    "event_producer_register(light_control, com.velk.Event.LightStatusChanged, state=OFF:4)",
+    "event_producer_register(light_control, com.velk.Event.LightStatus, id=0:1, type=White:4, state=OFF:4)",
+    "event_declaration_new(1)",
+    "event_declaration_add_key_value(light.app=beamd:4)",
+    "event_producer_declare(light_control)",
+    "event_declaration_free()",
+]
+
+
+def sent(declaration: int, state: str) -> list[str]:
+    steps = [f"event_producer_prepare_event({declaration})", f"event_set_value(state={state})"]
+    return [*steps, f"event_producer_send_event({declaration})", f"event_free({declaration})"]
+
+
+class TestSomeFunctions:
+    @pytest.mark.parametrize("option, status", [("--nonsense", 1), ("--help", 0)])
+    def test_mainloop_thread_is_registered_before_the_options_are_parsed(self, launch, calls, option, status):
+        launch(argv=[option], wrapper=preloaded()).wait_for_exit(status)
+        assert calls() == ["command_source_register_mainloop_thread()"]
+
+    def test_whole_life(self, daemon, bus, calls):
+        running = daemon(wrapper=preloaded())
+        assert calls() == STARTED
+        light = Light(bus.client)
+        light.switch(True)
+        light.switch(True)
+        light.switch(False)
+        switched = sent(1, "ON") + sent(2, "ON") + sent(1, "OFF") + sent(2, "OFF")
+        assert calls() == STARTED + switched
+        running.stop()
+        ended = [
+            "event_producer_undeclare(1)",
+            "event_producer_undeclare(2)",
+            "event_producer_free(light_control)",
+        ]
+        assert calls() == STARTED + switched + ended
+        assert events(bus) == []
+
+    @pytest.mark.parametrize(
+        "settings, line",
+        [
+            ({}, (log.WARNING, "Failed to send event")),
+            (
+                {"REPLACEMENT_INCOMPLETE": "1"},
+                (log.INFO, "Event declaration process not complete. Event not sent."),
+            ),
+        ],
+        ids=["complete", "incomplete"],
+    )
+    def test_event_that_cannot_be_sent(self, daemon, bus, syslog, calls, settings, line):
+        daemon(wrapper=preloaded(REPLACEMENT_FAIL="event_producer_send_event", **settings))
+        light = Light(bus.client)
+        light.switch(True)
+        assert light.is_on()
+        assert syslog.texts() == [line, line]
+        steps = [call.partition("(")[0] for call in calls()[len(STARTED) :]]
+        assert steps[-5:] == [
+            "event_producer_prepare_event",
+            "event_set_value",
+            "event_producer_send_event",
+            "event_producer_declaration_complete",
+            "event_free",
+        ]
+        assert len(steps) == 10
+
+    def test_declaration_that_cannot_be_made(self, launch, syslog, calls):
+        launch(wrapper=preloaded(REPLACEMENT_FAIL="event_declaration_new")).wait_for_exit(1)
+        assert syslog.texts() == [(log.ERR, "Unable to create event declaration"), SETUP_FAILED]
+
+    def test_declaration_that_takes_no_key(self, launch, syslog, calls):
+        launch(wrapper=preloaded(REPLACEMENT_FAIL="event_declaration_add_key_value")).wait_for_exit(1)
+        assert syslog.texts() == [(log.ERR, "Unable to add key value: (light.app)"), SETUP_FAILED]
+        assert calls()[-1] == "event_declaration_free()"
+
+    @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+    def test_signal_during_setup_takes_its_default_action(self, launch, syslog, calls, number):
+        blocking = preloaded(REPLACEMENT_BLOCK="event_producer_declare")
+        running = launch(wrapper=["env", "--default-signal=INT,TERM", *blocking])
+        deadline = time.monotonic() + 60
+        while "event_producer_declare(light_control)" not in calls():
+            assert time.monotonic() < deadline
+            time.sleep(0.005)
+        os.kill(running.pid, number)
+        running.wait_for_exit(-number)
+        assert syslog.lines() == []
+
+
+def test_whole_library(daemon, sandbox, bus, calls):
+    sandbox.path(BEAMD_CONF).unlink()
+    shutil.copy(built("BEAMD_REPLACEMENT_PLATFORM"), sandbox.path("/run/replacement/libbeamd-platform.so.0"))
+    daemon(wrapper=["env", f"REPLACEMENT_CALLS={CALLS}", "LD_LIBRARY_PATH=/run/replacement"])
+    assert calls() == STARTED
+    assert Controller(bus.client).count() == 1
