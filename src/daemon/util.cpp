@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr off_t kLargestKeyFile = 64 * 1024 * 1024;
+constexpr off_t kLargestKeyFile = off_t{64} * 1024 * 1024;
 
 // A FIFO would keep us waiting, and a device may never end. A folder opens: reading it fails, with the better
 // reason.

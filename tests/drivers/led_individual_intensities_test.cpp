@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "support/replaced_slot.h"
 #include "support/served_light_fixture.h"
 
 namespace {
@@ -98,7 +97,8 @@ TEST_F(IndividualIntensities, AreNotReadWithSupportOff) {
 gint answer_unsupported(LedBase *, gint, gint) { return -1; }
 
 TEST_F(IndividualIntensities, LedThatIsNotThereIsUnsupportedWhereTheDriverSaysSo) {
-  const ReplacedSlot slot{klass()->get_individual_led_intensity, answer_unsupported};
+  const ChangedSlots slots{light_.get()};
+  slots->get_individual_led_intensity = answer_unsupported;
   EXPECT_EQ(get_one("(2, 'manual')"), kUnsupported);
   EXPECT_EQ(get_all("('manual',)"), kUnsupported);
 }
@@ -110,7 +110,8 @@ gint answer_zero_then_minus_three(LedBase *, gint led, gint) {
 
 TEST_F(IndividualIntensities, FirstFailureEndsTheReading) {
   light_->nbr_of_leds = 3;
-  const ReplacedSlot slot{klass()->get_individual_led_intensity, answer_zero_then_minus_three};
+  const ChangedSlots slots{light_.get()};
+  slots->get_individual_led_intensity = answer_zero_then_minus_three;
   EXPECT_EQ(get_all("('manual',)"), kInvalidIntensity);
   EXPECT_THAT(recorded_calls(), ElementsAre("get 0", "get 1"));
   EXPECT_EQ(get_one("(0, 'manual')"), answered("(0,)"));
@@ -221,7 +222,8 @@ gboolean set_all_but_the_second(LedBase *light, gint led, gint value, gint type)
 }
 
 TEST_F(IndividualIntensities, LedsBeforeAFailingOneStaySet) {
-  const ReplacedSlot slot{klass()->set_individual_led_intensity, set_all_but_the_second};
+  const ChangedSlots slots{light_.get()};
+  slots->set_individual_led_intensity = set_all_but_the_second;
   EXPECT_EQ(set_all("([30, 50], 'manual')"), kUnsupported);
   EXPECT_THAT(manual(), ElementsAre(30, 40));
   EXPECT_THAT(recorded_calls(), ElementsAre("set 0 to 30 type 0", "set 1 to 50 type 0"));
@@ -242,7 +244,8 @@ void look_at_the_file(LedBase *light, gint) {
 
 TEST_F(IndividualIntensities, StateFileIsWrittenOncePerLed) {
   stored_so_far.clear();
-  const ReplacedSlot slot{klass()->recalculate_angle_of_illumination, look_at_the_file};
+  const ChangedSlots slots{light_.get()};
+  slots->recalculate_angle_of_illumination = look_at_the_file;
   EXPECT_EQ(set_all("([30, 50], 'manual')"), answered());
   EXPECT_THAT(stored_so_far, ElementsAre("30;40;", "30;50;"));
 }

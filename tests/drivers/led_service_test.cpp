@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "support/replaced_slot.h"
 #include "support/served_light_fixture.h"
 
 namespace {
@@ -160,7 +159,8 @@ gboolean look_at_the_file(LedBase *light, gboolean, GError **) {
 
 TEST_F(LedMethods, SetEnabledSwitchesBeforeItStores) {
   const auto before = read_file(files_.state_path());
-  const ReplacedSlot slot{klass()->activate_light, look_at_the_file};
+  const ChangedSlots slots{light_.get()};
+  slots->activate_light = look_at_the_file;
   EXPECT_EQ(common("SetEnabled", "(false,)"), answered());
   EXPECT_EQ(stored_while_switching, before);
 }

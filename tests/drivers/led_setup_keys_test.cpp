@@ -262,6 +262,8 @@ struct Default {
   const char *shown;  ///< by the key's field when the key is absent
 };
 
+void PrintTo(const Default &standard, std::ostream *stream) { *stream << standard.key.second; }
+
 class OptionalKey : public LightKeys, public testing::WithParamInterface<Default> {};
 
 TEST_P(OptionalKey, AbsentGivesTheDefault) {

@@ -7,7 +7,6 @@
 #include "led/light_error.h"
 #include "platform/event_producer.h"
 #include "support/light_setup_fixture.h"
-#include "support/replaced_slot.h"
 
 namespace {
 
@@ -29,8 +28,6 @@ StateOverrides without_zoom() {
 
 class LedSetup : public LightSetup {
  protected:
-  LedBaseClass *klass() const { return LED_BASE_GET_CLASS(light_.get()); }
-
   StateOverrides no_zoom_ = without_zoom();
 };
 
@@ -67,7 +64,8 @@ gboolean glance_in_setup(LedBase *light, GError **) {
 void glance_in_set_intensity(LedBase *light, gint) { glance_at(light); }
 
 TEST_F(LedSetup, DriverProbesWithOnlyBasepathAndIntensityHighRead) {
-  const ReplacedSlot slot{klass()->setup, glance_in_setup};
+  const ChangedSlots slots{light_.get()};
+  slots->setup = glance_in_setup;
   EXPECT_TRUE(set_up());
   EXPECT_TRUE(seen.has_basepath);
   EXPECT_EQ(seen.intensity_high, 100);
@@ -83,8 +81,9 @@ TEST_F(LedSetup, DriverIsNotAskedWithoutIntensityHigh) {
 }
 
 TEST_F(LedSetup, LightIsOffWithNothingRequestedAfterTheProbe) {
-  const ReplacedSlot probe{klass()->setup, glance_in_setup};
-  const ReplacedSlot intensity{klass()->set_intensity, glance_in_set_intensity};
+  const ChangedSlots slots{light_.get()};
+  slots->setup = glance_in_setup;
+  slots->set_intensity = glance_in_set_intensity;
   EXPECT_TRUE(set_up());
   EXPECT_EQ(seen.light_on, 0);
   EXPECT_EQ(seen.requested_power, 0.0F);
@@ -124,6 +123,8 @@ struct ProbeFailure {
   bool card_detected;
   bool correct_poe;  ///< before the power requirement is read
 };
+
+void PrintTo(const ProbeFailure &failure, std::ostream *stream) { *stream << failure.name; }
 
 class FailedProbe : public LedSetup, public testing::WithParamInterface<ProbeFailure> {
  protected:
@@ -169,7 +170,8 @@ gboolean fail_in_another_domain(LedBase *, GError **error) {
 }
 
 TEST_F(LedSetup, CodeOfAnotherDomainIsNoMissingBoard) {
-  const ReplacedSlot slot{klass()->setup, fail_in_another_domain};
+  const ChangedSlots slots{light_.get()};
+  slots->setup = fail_in_another_domain;
   EXPECT_TRUE(set_up());
   EXPECT_TRUE(light_->card_detected);
 }
@@ -211,13 +213,15 @@ TEST_F(LedSetup, ConfiguredIntensityIsAppliedWithoutManualIntensity) {
 void record_automatic(LedBase *) { recorded_calls().emplace_back("set_automatic_intensity"); }
 
 TEST_F(LedSetup, DriversOwnAutomaticIntensityIsUsed) {
-  const ReplacedSlot slot{klass()->set_automatic_intensity, record_automatic};
+  const ChangedSlots slots{light_.get()};
+  slots->set_automatic_intensity = record_automatic;
   EXPECT_TRUE(set_up_with(no_zoom_));
   EXPECT_THAT(recorded_calls(), ElementsAre("setup", "set_automatic_intensity"));
 }
 
 TEST_F(LedSetup, IntensityIsAppliedBeforeTheRestIsRead) {
-  const ReplacedSlot slot{klass()->set_intensity, glance_in_set_intensity};
+  const ChangedSlots slots{light_.get()};
+  slots->set_intensity = glance_in_set_intensity;
   EXPECT_TRUE(set_up());
   EXPECT_EQ(seen.intensity_low, 10);
   EXPECT_TRUE(seen.has_manual_intensity);
@@ -311,7 +315,8 @@ void record_angle(LedBase *light, gint angle) {
 }
 
 TEST_F(LedSetup, DriversOwnAngleIsUsedAndSetBeforeItsRangeIsRead) {
-  const ReplacedSlot slot{klass()->set_angle_of_illumination, record_angle};
+  const ChangedSlots slots{light_.get()};
+  slots->set_angle_of_illumination = record_angle;
   EXPECT_TRUE(
       set_up_with({{{"zoom", "angleofillumination"}, "050"}, {{"zoom", "angleofilluminationLOW"}, "5"}}));
   EXPECT_THAT(recorded_calls(), ElementsAre("setup", "recalculate 0", "set_angle 50"));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -254,7 +255,8 @@ TEST_F(Events, LeaveThroughTheSharedConnection) {
 TEST_F(Events, HaveLeftTheProcessWhenTheirProducerIsFreed) {
   constexpr std::size_t kProcesses = 20;
   for (std::size_t i = 0; i < kProcesses; i++) {
-    const char *command[] = {"/proc/self/exe", kSendAndExit, nullptr};
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    const char *command[] = {program.c_str(), kSendAndExit, nullptr};
     int status = -1;
     g_autoptr(GError) error = nullptr;
     ASSERT_TRUE(g_spawn_sync(nullptr, const_cast<char **>(command), nullptr, G_SPAWN_DEFAULT, nullptr,

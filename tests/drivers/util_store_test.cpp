@@ -317,7 +317,7 @@ TEST_F(StoreKeyFile, InAReadOnlyFolderNoTemporaryFileCanBeMade) {
   const Mount own{"size=64k"};
   const std::string path = std::string{kElsewhere} + "/led0.conf";
   write_file(path, kOld);
-  ASSERT_EQ(mount(nullptr, kElsewhere, nullptr, MS_REMOUNT | MS_RDONLY, "size=64k"), 0);
+  ASSERT_EQ(mount("none", kElsewhere, "none", MS_REMOUNT | MS_RDONLY, "size=64k"), 0);
 
   EXPECT_FALSE(store(path));
 
@@ -370,7 +370,7 @@ TEST_F(StoreKeyFile, WhatCannotBeSyncedIsNotUsed) {
 }
 
 TEST_F(StoreKeyFile, ATargetThatCannotBeReplacedKeepsItsContent) {
-  ASSERT_EQ(mount(kPath, kPath, nullptr, MS_BIND, nullptr), 0) << "run with tests/support/in_sandbox";
+  ASSERT_EQ(mount(kPath, kPath, "none", MS_BIND, nullptr), 0) << "run with tests/support/in_sandbox";
 
   const bool stored = store(kPath);
   ASSERT_EQ(umount2(kPath, MNT_DETACH), 0);

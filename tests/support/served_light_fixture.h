@@ -34,8 +34,6 @@ class ServedLight : public LightSetup {
     mark_state_file();
   }
 
-  LedBaseClass *klass() const { return LED_BASE_GET_CLASS(light_.get()); }
-
   /// A remark that goes when the file is written anew.
   void mark_state_file() { files_.write_state(kRemark + read_file(files_.state_path())); }
   bool state_file_was_written() const { return !read_file(files_.state_path()).starts_with(kRemark); }

@@ -100,8 +100,7 @@ TEST_F(Kvreader, DropsACommentBehindAValue) {
 }
 
 TEST_F(Kvreader, SkipsLinesThatAreNoSectionKeyOrComment) {
-  EXPECT_EQ(read("[a]\nnonsense\nk=1\n= nameless\n]\nl=2\n"),
-            (Triples{{"a", "k", "1"}, {"a", "l", "2"}}));
+  EXPECT_EQ(read("[a]\nnonsense\nk=1\n= nameless\n]\nl=2\n"), (Triples{{"a", "k", "1"}, {"a", "l", "2"}}));
 }
 
 TEST_F(Kvreader, TakesAnIndentedLineForItselfAndNotForMoreOfTheValueAbove) {

@@ -39,9 +39,11 @@ def merge(coverage: Path, build: Path) -> int:
     """Adds the runs under @p coverage to @p build and returns how many they were."""
     build = build.resolve()
     runs = sorted(path for path in coverage.iterdir() if any(path.rglob("*.gcda")))
+    # The tests' own data would only make each merge slow.
+    wanted = {path.relative_to(run / build.relative_to("/")) for run in runs for path in run.rglob("*.gcda")}
     with tempfile.TemporaryDirectory() as work:
         total = Path(work, "total0")
-        _copy_data(build, total / build.relative_to("/"))
+        _copy_data(build, total / build.relative_to("/"), wanted)
         for number, run in enumerate(runs, start=1):
             merged = Path(work, f"total{number}")
             if any(total.rglob("*.gcda")):  # gcov-tool refuses an empty folder
@@ -50,16 +52,15 @@ def merge(coverage: Path, build: Path) -> int:
                 _copy_data(run, merged)
             shutil.rmtree(total)
             total = merged
-        _copy_data(total / build.relative_to("/"), build)
+        _copy_data(total / build.relative_to("/"), build, wanted)
     return len(runs)
 
 
-def _copy_data(source: Path, target: Path) -> None:
-    target.mkdir(parents=True, exist_ok=True)
-    for path in source.rglob("*.gcda"):
-        copy = target / path.relative_to(source)
-        copy.parent.mkdir(parents=True, exist_ok=True)
-        shutil.copyfile(path, copy)
+def _copy_data(source: Path, target: Path, wanted: set[Path]) -> None:
+    for name in wanted:
+        if (source / name).exists():
+            (target / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copyfile(source / name, target / name)
 
 
 if __name__ == "__main__":
