@@ -2,24 +2,12 @@
 
 from __future__ import annotations
 
-from pathlib import Path
-
 from beamd_testing import syslog as log
+from beamd_testing.installation import install_example
 from beamd_testing.services import Controller, Light, events
 
-EXAMPLES = Path(__file__).resolve().parent.parent.parent / "data/examples"
-
-
-def install(sandbox, example: str) -> None:
-    """Copies the files of the example to the places that they have below its folder."""
-    files = [path for path in (EXAMPLES / example).rglob("*") if path.is_file()]
-    assert files
-    for path in files:
-        sandbox.write("/" + str(path.relative_to(EXAMPLES / example)), path.read_bytes())
-
-
 def test_dummy(daemon, sandbox, bus, syslog):
-    install(sandbox, "Dummy")
+    install_example(sandbox, "Dummy")
     running = daemon()
     controller = Controller(bus.client)
     assert controller.count() == 2 and controller.is_available()

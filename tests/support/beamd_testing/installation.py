@@ -2,9 +2,12 @@
 
 from __future__ import annotations
 
+from pathlib import Path
+
 from .configuration import LIGHT_DEFAULTS, Overrides, beamd_conf, key_file, light_defaults, light_state
 from .sandbox import Sandbox
 
+EXAMPLES = Path(__file__).resolve().parent.parent.parent.parent / "data/examples"
 BEAMD_CONF = "/etc/beamd/beamd.conf"
 
 
@@ -34,3 +37,11 @@ def install_board(sandbox: Sandbox, leds: int) -> None:
     sandbox.write(f"{LIGHT_DEFAULTS['common']['basepath']}/QXID", "1")
     row = {"0": [0] * leds, "100": [100] * leds}
     sandbox.write("/etc/beamd/illumination.conf", key_file({"info": {"leds": leds}, "0": row, "100": row}))
+
+
+def install_example(sandbox: Sandbox, name: str) -> None:
+    """Copies the files of an example to the places that they have below its folder."""
+    files = [path for path in (EXAMPLES / name).rglob("*") if path.is_file()]
+    assert files, f"there is no example {name}"
+    for path in files:
+        sandbox.write(f"/{path.relative_to(EXAMPLES / name)}", path.read_bytes())

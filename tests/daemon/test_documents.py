@@ -1,0 +1,94 @@
+"""Every command that a document shows is run here as it stands there.
+
+The commands are the lines indented by four blanks. One that no test below takes makes test_every_command_is_taken fail.
+"""
+
+from __future__ import annotations
+
+import os
+import shutil
+import subprocess
+from pathlib import Path
+
+import pytest
+from beamd_testing.installation import install_example
+
+REPOSITORY = Path(__file__).resolve().parent.parent.parent
+DOCUMENTS = ["README.md", "CONTRIBUTING.md", "docs/architecture.md"]
+
+BUILDING = ("meson ", "ninja ")
+ASKING = ("gdbus ", "cat ")
+# What this test is run by.
+CHECKING = ("scripts/check",)
+DEMONSTRATING = ("scripts/demo",)
+RUNNING = ("beamd ",)
+
+
+def commands(*prefixes: str) -> list[str]:
+    found = []
+    for document in DOCUMENTS:
+        fenced = False
+        for line in (REPOSITORY / document).read_text().splitlines():
+            fenced ^= line.startswith("```")
+            if line.startswith("    ") and not fenced:
+                found.append(line.split(" #")[0].strip())
+    return [command for command in found if command.startswith(prefixes or "")]
+
+
+@pytest.fixture(scope="module")
+def checkout(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    """The tree as git knows it, without anything built."""
+    top = tmp_path_factory.mktemp("checkout")
+    listed = ["git", "ls-files", "--cached", "--others", "--exclude-standard", "-z"]
+    names = subprocess.run(listed, cwd=REPOSITORY, check=True, capture_output=True, text=True).stdout.split("\0")
+    for name in filter(None, names):
+        if (REPOSITORY / name).exists():
+            (top / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(REPOSITORY / name, top / name)
+    return top
+
+
+def run(command: str, checkout: Path) -> str:
+    result = subprocess.run(
+        command, shell=True, cwd=checkout, stdin=subprocess.DEVNULL, capture_output=True, text=True
+    )
+    assert result.returncode == 0, f"{command}\n{result.stdout}{result.stderr}"
+    return result.stdout
+
+
+def test_every_command_is_taken() -> None:
+    assert sorted(commands()) == sorted(commands(*BUILDING, *ASKING, *CHECKING, *DEMONSTRATING, *RUNNING))
+
+
+def test_the_tree_is_built_and_installed(checkout: Path) -> None:
+    assert len(commands(*BUILDING)) == 3
+    shutil.rmtree("/tmp/beamd-image", ignore_errors=True)
+    for command in commands(*BUILDING):
+        run(command, checkout)
+    assert os.access("/tmp/beamd-image/usr/local/sbin/beamd", os.X_OK)
+
+
+def test_the_demo_plays_and_opens_a_shell(checkout: Path) -> None:
+    plain, shell = commands(*DEMONSTRATING)
+    shown = run(plain, checkout)
+    assert "com.velk.Event.LightStatusChanged ({'state': <'ON'>},)" in shown
+    assert "Code2: Invalid Intensity. Intensity is not set" in shown
+    assert shown.count("Terminating") == 2 and shown.rstrip().endswith("beamd ended with status 0")
+    assert "beamd is running" in run(shell, checkout)
+
+
+def test_the_daemon_answers(daemon, sandbox) -> None:
+    install_example(sandbox, "Dummy")
+    [command] = commands(*RUNNING)
+    daemon(argv=command.split()[1:])
+    for command in commands(*ASKING):
+        assert sandbox.run(["sh", "-c", command]).stdout, command
+
+
+def test_the_rings_have_the_names_that_are_told() -> None:
+    told = [line.split("`")[3] for line in (REPOSITORY / "CONTRIBUTING.md").read_text().splitlines() if "--suite" in line]
+    assert len(told) == 3
+    for command in told:
+        suite = command.split()[-1]
+        listed = ["meson", "test", "-C", os.environ["BEAMD_BUILD_DIR"], "--list", "--suite", suite]
+        assert subprocess.run(listed, check=True, capture_output=True, text=True).stdout
