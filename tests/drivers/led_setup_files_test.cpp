@@ -12,7 +12,7 @@ using Line = SyslogCapture::Line;
 
 const Line kNoCommonGroup{LOG_ERR, "Key file does not have group “common”"};
 const Line kNoBasepathGroup{LOG_ERR, "Failed to get basepath: Key file does not have group “common”"};
-constexpr size_t kTenMegabytes = 10U * 1024 * 1024;
+constexpr size_t kTenMegabytes = size_t{10} * 1024 * 1024;
 
 std::string garbage(size_t size) {
   std::string bytes(size, '\0');

@@ -210,7 +210,7 @@ TEST_F(Bootblock, AnswersAfterPrivilegesAreDropped) {
   chmod(kImage, 0600);
   const std::vector<std::string> answers = in_child([] {
     std::vector<std::string> values{describe("HWID")};
-    values.push_back(setuid(kNobody) == 0 ? "dropped" : "kept");
+    values.emplace_back(setuid(kNobody) == 0 ? "dropped" : "kept");
     values.push_back(describe("LIGHT_CONTROL_ENABLED"));
     return values;
   });

@@ -25,7 +25,7 @@ gboolean setup(LedBase *self, GError **error) {
 }
 
 gboolean activate_light(LedBase *, gboolean on, GError **error) {
-  recorded_calls().push_back(on ? "activate 1" : "activate 0");
+  recorded_calls().emplace_back(on ? "activate 1" : "activate 0");
   return answer(test_light_behaviour().activate_result, test_light_behaviour().activate_error, error);
 }
 
