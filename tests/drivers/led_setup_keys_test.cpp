@@ -329,6 +329,8 @@ struct Factor {
   float value;
 };
 
+void PrintTo(const Factor &factor, std::ostream *stream) { *stream << factor.text; }
+
 class PowerUsageFactor : public LightKeys, public testing::WithParamInterface<Factor> {};
 
 TEST_P(PowerUsageFactor, IsConvertedFromTextToSinglePrecision) {

@@ -246,6 +246,8 @@ struct UnusableList {
   std::optional<std::string> text;
 };
 
+void PrintTo(const UnusableList &list, std::ostream *stream) { *stream << list.name; }
+
 class UnusableLevels : public LedSetup, public testing::WithParamInterface<UnusableList> {};
 
 TEST_P(UnusableLevels, GiveWayToTheManualIntensity) {
@@ -281,6 +283,8 @@ struct Requirement {
   const char *poe_class;
   bool correct_poe;
 };
+
+void PrintTo(const Requirement &requirement, std::ostream *stream) { *stream << requirement.name; }
 
 class PowerRequirement : public LedSetup, public testing::WithParamInterface<Requirement> {};
 
