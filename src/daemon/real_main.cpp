@@ -84,7 +84,7 @@ int real_main(int argc, char **argv) {
     daemonize();
 
   g_autoptr(LightController) controller = LIGHT_CONTROLLER(g_object_new(TYPE_LIGHT_CONTROLLER, nullptr));
-  // exit, not return: a controller that does not run is not released, which would touch the lights.
+  // exit, not return: releasing the controller would switch lights.
   if (!light_controller_setup(controller)) {
     syslog(LOG_ERR, "LightController setup failed...exiting");
     std::exit(EXIT_FAILURE);

@@ -26,6 +26,8 @@ class UniqueFd {
   }
 
   int get() const { return descriptor_; }
+  /// Gives the descriptor up: the caller closes it.
+  int release() { return std::exchange(descriptor_, -1); }
   explicit operator bool() const { return descriptor_ >= 0; }
 
  private:

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "daemon/unique_fd.h"
@@ -32,15 +33,12 @@ int check_readable(int descriptor) {
 
 /// Returns nullptr with @p reason set when there is no file to read.
 GIOChannel *open_channel(const char *path, const char **reason) {
-  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  const int error = descriptor < 0 ? errno : check_readable(descriptor);
-  if (error != 0) {
+  UniqueFd file{open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+  if (const int error = file ? check_readable(file.get()) : errno) {
     *reason = g_strerror(error);
-    if (descriptor >= 0)
-      close(descriptor);
     return nullptr;
   }
-  GIOChannel *channel = g_io_channel_unix_new(descriptor);
+  GIOChannel *channel = g_io_channel_unix_new(file.release());
   g_io_channel_set_close_on_unref(channel, TRUE);
   g_io_channel_set_encoding(channel, nullptr, nullptr);
   return channel;
@@ -96,7 +94,7 @@ bool sync_folder_of(const std::string &path) {
 
 }  // namespace
 
-bool load_key_file(const char *path, GKeyFile *key_file, const KeyFileMessages &messages) {
+bool load_key_file_logging(const char *path, GKeyFile *key_file, const KeyFileMessages &messages) {
   const char *reason = nullptr;
   g_autoptr(GIOChannel) channel = open_channel(path, &reason);
   if (!channel) {
@@ -125,7 +123,7 @@ bool load_key_file(const char *path, GKeyFile *key_file, const KeyFileMessages &
 
 gboolean util_load_key_file(const char *path, GKeyFile *key_file) {
   g_return_val_if_fail(path != nullptr && key_file != nullptr, FALSE);
-  return load_key_file(
+  return load_key_file_logging(
       path, key_file,
       {LOG_ERR, "Could not open %s: %s", "Could not read %s: %s", "Could not parse key file %s: %s"});
 }

@@ -13,7 +13,7 @@ struct KeyFileMessages {
 
 /// Reads and parses the file at @p path into @p key_file (the caller's). On failure, which is logged, @p
 /// key_file keeps what it held before, also when the file is broken only towards its end.
-bool load_key_file(const char *path, GKeyFile *key_file, const KeyFileMessages &messages);
+bool load_key_file_logging(const char *path, GKeyFile *key_file, const KeyFileMessages &messages);
 
 G_BEGIN_DECLS
 

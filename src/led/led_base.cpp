@@ -51,7 +51,7 @@ void set_intensity(LedBase *self, gint value) {
 
 gint get_current_angle_of_illumination(LedBase *self) { return self->angle_of_illumination; }
 
-// Other than for an intensity, the request comes after the levels.
+// Unlike a new intensity, a new angle changes the levels before power is asked for.
 void set_angle_of_illumination(LedBase *self, gint angle) {
   self->angle_of_illumination = angle;
   led_base_recalculate_angle_of_illumination(self, angle);

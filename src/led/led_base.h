@@ -117,7 +117,7 @@ struct _LedBase {
 GType led_base_get_type(void);
 G_DEFINE_AUTOPTR_CLEANUP_FUNC(LedBase, g_object_unref)
 
-/// Both before led_base_setup(). The producer stays the caller's and must outlive the light.
+/// Call both before led_base_setup(). The producer stays the caller's and must outlive the light.
 void led_base_set_light_id(LedBase *self, gint id);
 void led_base_set_event_producer(LedBase *self, EventProducer *producer);
 

@@ -54,7 +54,7 @@ std::optional<gint> individual_intensity(LedBase *light, gint led, gint type, GE
   const gint level = led_base_get_individual_led_intensity(light, led, type);
   if (level >= 0)
     return level;
-  // Without support an LED that is not there is no better answer.
+  // A light without individual intensities says so, even for an LED that is not there.
   if (level == LED_INTENSITY_NOT_SUPPORTED || !light->individual_intensity_support)
     individual_not_supported(error);
   else

@@ -15,7 +15,7 @@ namespace {
 
 void load_light_file(const char *file_name, GKeyFile *key_file, int open_priority) {
   debug_log("Reading state from file '%s'", file_name);
-  load_key_file(
+  load_key_file_logging(
       file_name, key_file,
       {open_priority, "could not open %s: %s", "failed reading file", "Could not load data to GKeyFile"});
 }
@@ -40,21 +40,18 @@ void read_basepath(LedBase *self) {
     self->basepath = g_steal_pointer(&basepath);
 }
 
-bool probe_hardware(LedBase *self, GError **error) {
-  g_autoptr(GError) own = nullptr;
-  if (error == nullptr)
-    error = &own;
+bool probe_hardware(LedBase *self) {
+  g_autoptr(GError) error = nullptr;
   const auto setup = LED_BASE_GET_CLASS(self)->setup;
-  if (setup == nullptr || setup(self, error)) {
+  if (setup == nullptr || setup(self, &error)) {
     self->card_detected = TRUE;
     return true;
   }
-  if (*error == nullptr)
+  if (error == nullptr)
     return false;
 
-  self->card_detected = !g_error_matches(*error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_NO_BOARD);
-  self->correct_poe = !g_error_matches(*error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_WRONG_POE);
-  g_clear_error(error);
+  self->card_detected = !g_error_matches(error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_NO_BOARD);
+  self->correct_poe = !g_error_matches(error, LIGHT_CONTROL_ERROR, LIGHT_CONTROL_ERROR_WRONG_POE);
   return true;
 }
 
@@ -136,13 +133,13 @@ bool read_zoom(LedBase *self) {
 
 }  // namespace
 
-gboolean led_base_setup(LedBase *self, GError **error) {
+gboolean led_base_setup(LedBase *self, GError **) {
   g_return_val_if_fail(LED_IS_BASE(self) && self->state == nullptr, FALSE);
 
   load_files(self);
   read_basepath(self);
   const StateReader common{self->state, "common"};
-  if (!common.required("intensityHIGH", &self->intensity_high) || !probe_hardware(self, error))
+  if (!common.required("intensityHIGH", &self->intensity_high) || !probe_hardware(self))
     return FALSE;
 
   self->light_on = 0;

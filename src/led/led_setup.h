@@ -10,8 +10,8 @@ G_BEGIN_DECLS
 /// parses the introspection data.
 ///
 /// FALSE when a required key is missing, when a key is broken (logged at LOG_ERR), or when the driver failed
-/// without an error. A driver's error only decides `card_detected` and `correct_poe`: it is cleared, and the
-/// light is offered nevertheless.
+/// without an error. A driver's error only decides `card_detected` and `correct_poe`: the light is offered
+/// nevertheless, and @p error stays unset.
 gboolean led_base_setup(LedBase *self, GError **error);
 
 G_END_DECLS

@@ -78,6 +78,7 @@ gint ask_temperature_service(const char *name) {
   if (reply)
     return id_in_reply(reply, name);
 
+  // Whatever its domain: the service's own does not survive the bus.
   if (error->code == kUnavailableSensor)
     syslog(LOG_INFO, "Unavailable Temperature sensor name '%s'", name);
   else

@@ -40,7 +40,7 @@ def checkout(tmp_path_factory: pytest.TempPathFactory) -> Path:
     """The tree as git knows it, without anything built."""
     top = tmp_path_factory.mktemp("checkout")
     listed = ["git", "ls-files", "--cached", "--others", "--exclude-standard", "-z"]
-    names = subprocess.run(listed, cwd=REPOSITORY, check=True, capture_output=True, text=True).stdout.split("\0")
+    names = subprocess.check_output(listed, cwd=REPOSITORY, text=True).split("\0")
     for name in filter(None, names):
         if (REPOSITORY / name).exists():
             (top / name).parent.mkdir(parents=True, exist_ok=True)
@@ -60,12 +60,29 @@ def test_every_command_is_taken() -> None:
     assert sorted(commands()) == sorted(commands(*BUILDING, *ASKING, *CHECKING, *DEMONSTRATING, *RUNNING))
 
 
-def test_the_tree_is_built_and_installed(checkout: Path) -> None:
+@pytest.fixture(scope="module")
+def image(checkout: Path) -> Path:
+    """What the commands in the README build and install."""
     assert len(commands(*BUILDING)) == 3
-    shutil.rmtree("/tmp/beamd-image", ignore_errors=True)
     for command in commands(*BUILDING):
         run(command, checkout)
-    assert os.access("/tmp/beamd-image/usr/local/sbin/beamd", os.X_OK)
+    return checkout / "build/image"
+
+
+def test_the_tree_is_built_and_installed(image: Path) -> None:
+    assert os.access(image / "usr/sbin/beamd", os.X_OK)
+    assert (image / "usr/share/dbus-1/system.d/com.velk.LightController.conf").exists()
+
+
+def test_the_sdks_platform_library_can_be_linked(checkout: Path, image: Path) -> None:
+    """The generic library, as it is installed, stands in for an SDK's."""
+    [description] = image.rglob("beamd-platform.pc")
+    description.write_text(description.read_text().replace("prefix=/usr", f"prefix={image}/usr"))
+    found = f"PKG_CONFIG_PATH={description.parent}"
+    run(f"{found} meson setup build/sdk -Dplatform=sdk -Dtests=false && ninja -C build/sdk", checkout)
+    needed = run("objdump -p build/sdk/src/beamd", checkout)
+    assert "NEEDED               libbeamd-platform.so.0" in needed
+    assert not list((checkout / "build/sdk").rglob("libbeamd-platform*"))
 
 
 def test_the_demo_plays_and_opens_a_shell(checkout: Path) -> None:
@@ -86,9 +103,10 @@ def test_the_daemon_answers(daemon, sandbox) -> None:
 
 
 def test_the_rings_have_the_names_that_are_told() -> None:
-    told = [line.split("`")[3] for line in (REPOSITORY / "CONTRIBUTING.md").read_text().splitlines() if "--suite" in line]
+    lines = (REPOSITORY / "CONTRIBUTING.md").read_text().splitlines()
+    told = [line.split("`")[3] for line in lines if "--suite" in line]
     assert len(told) == 3
     for command in told:
         suite = command.split()[-1]
         listed = ["meson", "test", "-C", os.environ["BEAMD_BUILD_DIR"], "--list", "--suite", suite]
-        assert subprocess.run(listed, check=True, capture_output=True, text=True).stdout
+        assert subprocess.check_output(listed, text=True)

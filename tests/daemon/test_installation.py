@@ -18,8 +18,9 @@ def output_of(*command: str | Path) -> str:
 def image(tmp_path_factory: pytest.TempPathFactory) -> Path:
     """The tree below the prefix."""
     top = tmp_path_factory.mktemp("image")
-    output_of("meson", "install", "-C", os.environ["BEAMD_BUILD_DIR"], "--no-rebuild", "--quiet", "--destdir", top)
-    return top / "usr/local"
+    build = os.environ["BEAMD_BUILD_DIR"]
+    output_of("meson", "install", "-C", build, "--no-rebuild", "--quiet", "--destdir", top)
+    return top / "usr"
 
 
 def test_the_executable_exports_its_globals_and_nothing_else(image: Path) -> None:
@@ -30,8 +31,8 @@ def test_the_executable_exports_its_globals_and_nothing_else(image: Path) -> Non
 def test_the_executable_loads_the_platform_library(image: Path) -> None:
     [library] = image.rglob("libbeamd-platform.so.0")
     environment = {**os.environ, "LD_LIBRARY_PATH": str(library.parent)}
-    loaded = subprocess.run(["ldd", image / "sbin/beamd"], env=environment, check=True, capture_output=True, text=True)
-    assert f"libbeamd-platform.so.0 => {library}" in loaded.stdout
+    loaded = subprocess.check_output(["ldd", image / "sbin/beamd"], env=environment, text=True)
+    assert f"libbeamd-platform.so.0 => {library}" in loaded
 
 
 def test_the_platform_library_can_be_built_against(image: Path) -> None:

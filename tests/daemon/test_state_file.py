@@ -5,6 +5,7 @@ from __future__ import annotations
 import pytest
 
 from beamd_testing import syslog as log
+from beamd_testing.bus_client import BusError
 from beamd_testing.configuration import light_state
 from beamd_testing.installation import defaults_path, install_dummies, state_path
 from beamd_testing.services import Controller, Light, light_path
@@ -226,3 +227,43 @@ class TestKeys:
         for watts in (10.0, 1.0):
             light.call("SetPower", "(d)", watts)
         assert syslog.texts() == []
+
+
+class TestAbsurdValues:
+    """Values that can be read, and make no sense: the daemon serves the light all the same."""
+
+    @pytest.fixture
+    def serve(self, daemon, sandbox, bus):
+        def serve(changes: dict) -> Light:
+            install_dummies(sandbox, changes)
+            daemon()
+            return Light(bus.client)
+
+        return serve
+
+    def test_empty_range_takes_no_intensity(self, serve):
+        lamp = serve({"common": {"intensityLOW": 80, "intensityHIGH": 20}})
+        for value in (10, 20, 50, 80, 90):
+            with pytest.raises(BusError, match="Invalid Intensity"):
+                lamp.call("SetIntensity", "(i)", value)
+
+    @pytest.mark.parametrize("value", [-(2**31), -1, 101, 2**31 - 1])
+    def test_numbers_beyond_the_ranges(self, serve, value):
+        changes = {"common": {"intensity": value, "manualintensity": value, "manualangleofillumination": value}}
+        lamp = serve(changes | {"zoom": {"angleofillumination": value}})
+        assert lamp.call("GetIntensity") == value
+        assert lamp.call("GetCurrentAngleOfIllumination") == value
+        lamp.switch(True)
+        assert lamp.is_on()
+
+    def test_last_of_two_equal_keys_holds(self, daemon, sandbox, bus):
+        install_dummies(sandbox, {})
+        sandbox.write(STATE, light_state() + "\n[common]\nledtype=White\nledtype=Blue\n")
+        daemon()
+        assert Light(bus.client).call("GetLEDType") == "Blue"
+
+    def test_type_that_the_bus_could_not_carry(self, refuses, sandbox):
+        install_dummies(sandbox, {})
+        sandbox.write(STATE, light_state().encode().replace(b"ledtype=IR", b"ledtype=\xff\xfe"))
+        [(severity, _)] = refuses()
+        assert severity == log.ERR

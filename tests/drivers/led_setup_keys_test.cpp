@@ -309,6 +309,7 @@ TEST_F(LightKeys, OptionalDefaultsReplaceWhatTheFieldsHeld) {
 }
 
 TEST_F(LightKeys, RampdownTimeThatIsNoNumberGivesZeroWithoutFailure) {
+  light_->rampdown_time = 7;
   EXPECT_TRUE(set_up_configured({{{"common", "rampdown_time"}, "slow"}}));
   EXPECT_EQ(light_->rampdown_time, 0);
   EXPECT_THAT(log_.lines(), IsEmpty());

@@ -1,6 +1,7 @@
 #include "daemon/util.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -67,6 +68,19 @@ TEST_F(LoadKeyFile, TakesAllGroupsAndKeys) {
 
   EXPECT_EQ(text_of(key_file_), "[common]\nintensity=80\nledtype=IR\n\n[zoom]\nangleofillumination=50\n");
   EXPECT_EQ(log_.lines(), Lines{});
+}
+
+TEST_F(LoadKeyFile, RefusesWhatWouldKeepItWaiting) {
+  ASSERT_EQ(mkfifo(kPath, 0600), 0);
+  EXPECT_FALSE(util_load_key_file(kPath, key_file_.get()));
+  EXPECT_EQ(log_.lines(), (Lines{{LOG_ERR, "Could not open /etc/beamd/led0.conf: Invalid argument"}}));
+}
+
+TEST_F(LoadKeyFile, RefusesWhatIsLargerThanAnyConfiguration) {
+  write_file(kPath, "[common]\n");
+  fs::resize_file(kPath, (64ULL << 20) + 1);
+  EXPECT_FALSE(util_load_key_file(kPath, key_file_.get()));
+  EXPECT_EQ(log_.lines(), (Lines{{LOG_ERR, "Could not open /etc/beamd/led0.conf: File too large"}}));
 }
 
 TEST_F(LoadKeyFile, DropsCommentsAndTranslations) {

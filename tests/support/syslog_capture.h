@@ -2,6 +2,7 @@
 
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Collects what this process logs, as long as it lives. At most one lives at a time; without one, lines go

@@ -137,24 +137,27 @@ class LineSource {
   bool in_unreadable_section_ = false;  // its keys must not end up in the section before it
 };
 
-/// On failure returns nullptr, with errno set.
-std::FILE *open_regular_file(const char *path) {
+/// Opens what can be read to its end: a FIFO would keep us waiting, a device may never end. A folder opens,
+/// and fails when it is read. On failure returns nullptr, with errno set.
+std::FILE *open_readable(const char *path) {
   const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0)
     return nullptr;
 
   struct stat status {};
-  if (fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)))
-    return fdopen(descriptor, "r");
-  close(descriptor);
-  errno = EINVAL;
-  return nullptr;
+  const bool readable =
+      fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
+  std::FILE *file = readable ? fdopen(descriptor, "r") : nullptr;
+  if (file == nullptr) {
+    close(descriptor);
+    errno = EINVAL;
+  }
+  return file;
 }
 
 /// Reads the file at `path`; on failure returns nothing, with errno set.
 std::optional<std::string> read_file(const char *path) {
-  // Not to be kept waiting by a FIFO, nor fed for ever by a device.
-  const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(open_regular_file(path), std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(open_readable(path), std::fclose);
   if (!file)
     return std::nullopt;
 
