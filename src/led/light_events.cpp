@@ -34,9 +34,10 @@ void light_events_declare(LedBase *light) {
     return;
   light->status_changed_decl = event_producer_register(
       light->event_producer, "com.velk.Event.LightStatusChanged", "state", "OFF", EVENT_VALUE_TEXT, nullptr);
-  light->status_decl = event_producer_register(light->event_producer, "com.velk.Event.LightStatus", "id",
-                                               &light->light_id, EVENT_VALUE_INTEGER, "type", light->ledtype,
-                                               EVENT_VALUE_TEXT, "state", "OFF", EVENT_VALUE_TEXT, nullptr);
+  light->status_decl =
+      event_producer_register(light->event_producer, "com.velk.Event.LightStatus", "id",
+                              static_cast<const void *>(&light->light_id), EVENT_VALUE_INTEGER, "type",
+                              light->ledtype, EVENT_VALUE_TEXT, "state", "OFF", EVENT_VALUE_TEXT, nullptr);
 }
 
 void light_events_send(const LedBase *light, gboolean on) {

@@ -75,6 +75,9 @@ class TestFile:
     def test_empty(self, serves):
         serves("", 0)
 
+    def test_nothing_but_binary_garbage(self, serves):
+        serves(bytes(range(256)) * 40, 0)
+
     def test_binary_garbage_around_what_counts(self, daemon, sandbox, bus):
         install_dummies(sandbox, {})
         garbage = bytes(range(256)).replace(b"[", b"") * 40 + b"\n"

@@ -52,6 +52,16 @@ def error_of(call, *arguments, **options) -> str | None:
     return failure.value.name
 
 
+@pytest.mark.parametrize("method", ["GetNbrOfLEDs", "GetAllLED"])
+def test_controller_refuses_arguments(light, method):
+    assert error_of(light.client.call, CONTROLLER, COMMON, method, "(i)", 1) == INVALID
+
+
+@pytest.mark.parametrize("interface, key", [(COMMON, "Day"), (LEGACY, "LightControlAvailable")])
+def test_controller_refuses_a_value_of_another_type(light, interface, key):
+    assert error_of(light.client.set, CONTROLLER, interface, key, GLib.Variant("s", "yes")) == INVALID
+
+
 WRONG_ARGUMENTS = [
     ("ActivateLight", "(i)", 1),
     ("ActivateLight", "(s)", "true"),

@@ -92,6 +92,15 @@ class TestSomeFunctions:
         assert calls() == STARTED + switched + ended
         assert events(bus) == []
 
+    def test_hangup_leaves_a_lit_light_without_teardown(self, daemon, bus, calls):
+        running = daemon(wrapper=["env", "--default-signal=HUP", *preloaded()])
+        Light(bus.client).switch(True)
+        lit = calls()
+        assert lit == STARTED + sent(1, "ON") + sent(2, "ON")
+        os.kill(running.pid, signal.SIGHUP)
+        running.wait_for_exit(-signal.SIGHUP)
+        assert calls() == lit
+
     @pytest.mark.parametrize(
         "settings, line",
         [

@@ -10,10 +10,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Line = SyslogCapture::Line;
 
-constexpr const char *kCommon = LED_INTERFACE_COMMON;
-constexpr const char *kPower = LED_INTERFACE_POWER;
-constexpr const char *kZoom = LED_INTERFACE_ZOOM;
-
 const Line kCannotStore{LOG_ERR, "Store state failed: readlink"};
 
 class LedMethods : public ServedLight {

@@ -7,6 +7,10 @@
 #include "support/light_setup_fixture.h"
 #include "support/published_light.h"
 
+inline constexpr const char *kCommon = LED_INTERFACE_COMMON;
+inline constexpr const char *kPower = LED_INTERFACE_POWER;
+inline constexpr const char *kZoom = LED_INTERFACE_ZOOM;
+
 /// What a light without its board, and one without enough power, answer.
 inline const LightReply kNoBoard = refused(LIGHT_CONTROL_ERROR_NO_BOARD, "No IR light PCB found");
 inline const LightReply kWrongPoe = refused(LIGHT_CONTROL_ERROR_WRONG_POE, "Wrong poe");
