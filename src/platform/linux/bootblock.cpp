@@ -25,7 +25,7 @@ constexpr std::size_t kSmallestEnvironment = 16;
 constexpr std::size_t kLargestEnvironment = std::size_t{16} * 1024 * 1024;
 
 struct BootEnvironment {
-  int error = 0;  ///< errno of the failure to read it, or 0
+  int error = EIO;  ///< errno of the failure to read it, or 0
   std::map<std::string, std::string, std::less<>> parameters;
 };
 
@@ -54,28 +54,25 @@ BootEnvironment read_environment() {
   errno = 0;
   std::ifstream configuration(kConfigurationPath);
   if (!configuration) {
-    environment.error = errno == ENOENT ? ENOENT : EIO;
+    if (errno == ENOENT)
+      environment.error = ENOENT;
     return environment;
   }
 
   uboot_ctx *raw_context = nullptr;
-  if (!has_sane_sizes(configuration) || libuboot_initialize(&raw_context, nullptr) < 0) {
-    environment.error = EIO;
+  if (!has_sane_sizes(configuration) || libuboot_initialize(&raw_context, nullptr) < 0)
     return environment;
-  }
   const Context context(raw_context);
   // Opening fails on a wrong checksum as well.
-  if (libuboot_read_config(context.get(), kConfigurationPath) < 0 || libuboot_open(context.get()) < 0) {
-    environment.error = EIO;
+  if (libuboot_read_config(context.get(), kConfigurationPath) < 0 || libuboot_open(context.get()) < 0)
     return environment;
-  }
   for (void *entry = nullptr; (entry = libuboot_iterator(context.get(), entry)) != nullptr;)
     environment.parameters.emplace(libuboot_getname(entry), libuboot_getvalue(entry));
+  environment.error = 0;
   return environment;
 }
 
-/// libubootenv's lock file can only be taken with the rights the process starts with, so the environment is
-/// read once.
+/// Read once, by the first to ask: later the process may no longer have the rights to.
 const BootEnvironment &boot_environment() {
   static const BootEnvironment environment = read_environment();
   return environment;

@@ -136,9 +136,9 @@ GDBusConnection *bus_connection(EventProducer &producer) {
 }  // namespace
 
 EventProducer *event_producer_new(const char *name) {
-  auto producer = std::make_unique<EventProducer>();
+  auto *producer = new EventProducer;
   producer->name = name;
-  return producer.release();
+  return producer;
 }
 
 void event_producer_free(EventProducer *producer) {
@@ -149,7 +149,7 @@ void event_producer_free(EventProducer *producer) {
 }
 
 EventDeclaration *event_declaration_new(int kind) {
-  return kind == kNamelessKind ? std::make_unique<EventDeclaration>().release() : nullptr;
+  return kind == kNamelessKind ? new EventDeclaration : nullptr;
 }
 
 int event_declaration_add_key_value(EventDeclaration *declaration, const char *key, const char *value,
@@ -161,9 +161,7 @@ int event_producer_declare(EventProducer *producer, EventDeclaration *declaratio
   return static_cast<int>(declare(*producer, {.member = {}, .values = declaration->values}));
 }
 
-void event_declaration_free(EventDeclaration *declaration) {
-  const std::unique_ptr<EventDeclaration> owned(declaration);
-}
+void event_declaration_free(EventDeclaration *declaration) { delete declaration; }
 
 unsigned int event_producer_register(EventProducer *producer, const char *event_name, ...) {
   const char *last_dot = std::strrchr(event_name, '.');
@@ -182,7 +180,7 @@ Event *event_producer_prepare_event(EventProducer *producer, unsigned int declar
   const DeclaredEvent *declaration = find_declaration(*producer, declaration_id);
   if (declaration == nullptr)
     return nullptr;
-  return std::make_unique<Event>(Event{declaration_id, declaration->values}).release();
+  return new Event{declaration_id, declaration->values};
 }
 
 int event_set_value(Event *event, const char *key, const char *value) {
@@ -218,7 +216,7 @@ int event_producer_declaration_complete(EventProducer *producer, unsigned int de
   return find_declaration(*producer, declaration_id) != nullptr && bus_connection(*producer) != nullptr;
 }
 
-void event_free(Event *event) { const std::unique_ptr<Event> owned(event); }
+void event_free(Event *event) { delete event; }
 
 void event_producer_undeclare(EventProducer *producer, unsigned int declaration_id) {
   producer->declarations.erase(declaration_id);
