@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 
+#include "drivers/led_1_i2c.h"
 #include "drivers/led_dummy.h"
 #include "led/led_setup.h"
 #include "led/light_error.h"
@@ -31,6 +32,7 @@ struct LedType {
 // A getter registers its class, so only the configured classes are ever registered.
 constexpr LedType kLedTypes[] = {
     {"Dummy", led_dummy_get_type},
+    {"LED1I2C", led_1_i2c_get_type},
 };
 
 const LedType *find_led_type(std::string_view name) {

@@ -2,6 +2,9 @@
 
 #include <glib.h>
 
+#include <string>
+#include <vector>
+
 G_BEGIN_DECLS
 
 /// What each LED of a light gives at one intensity.
@@ -21,3 +24,23 @@ typedef struct {
 void illumination_table_free(IlluminationRow *table);
 
 G_END_DECLS
+
+/// A row of a table as it stands in its file. A level list may have any length; one that is no list of
+/// numbers is empty.
+struct ListedRow {
+  struct Point {
+    std::string intensity;
+    std::vector<gint> levels;
+  };
+
+  gint angle = 0;
+  std::vector<Point> points;
+};
+
+/// The rows of @p key_file (the caller's): every group after the first, in file order, whatever its name.
+/// What is no number counts as 0.
+std::vector<ListedRow> illumination_table_list(GKeyFile *key_file);
+
+/// A new table of @p rows for a light of @p leds LEDs: levels that are missing are 0, surplus ones are left
+/// out. To be freed with illumination_table_free().
+IlluminationRow *illumination_table_new(const std::vector<ListedRow> &rows, gint leds);

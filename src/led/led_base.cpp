@@ -7,6 +7,8 @@
 
 #include "daemon/util.h"
 #include "led/light_events.h"
+#include "led/light_illumination.h"
+#include "led/power_client.h"
 
 namespace {
 
@@ -107,6 +109,7 @@ static void led_base_init(LedBase *self) {
 
 static void led_base_dispose(GObject *object) {
   auto *self = LED_BASE(object);
+  power_client_disconnect(self);
   g_clear_pointer(&self->illumination_table, illumination_table_free);
   g_clear_pointer(&self->led_intensities, g_free);
   g_clear_pointer(&self->manual_intensities, g_free);
@@ -133,7 +136,10 @@ static void led_base_class_init(LedBaseClass *klass) {
   klass->get_intensity = get_intensity;
   klass->set_intensity = set_intensity;
   klass->get_current_angle_of_illumination = get_current_angle_of_illumination;
+  klass->setup = light_illumination_setup;
   klass->set_angle_of_illumination = set_angle_of_illumination;
+  klass->recalculate_angle_of_illumination = light_illumination_recalculate;
+  klass->request_power = light_illumination_request_power;
   klass->set_individual_led_intensity = set_individual_led_intensity;
   klass->get_individual_led_intensity = get_individual_led_intensity;
   G_OBJECT_CLASS(klass)->dispose = led_base_dispose;

@@ -9,6 +9,7 @@
 #include "led/led_interface.h"
 #include "led/light_error.h"
 #include "led/light_events.h"
+#include "led/power_client.h"
 #include "led/state_reader.h"
 
 namespace {
@@ -155,6 +156,8 @@ gboolean led_base_setup(LedBase *self, GError **) {
 
   self->activate = FALSE;
   light_events_declare(self);
+  if (self->use_power_request)
+    power_client_register(self);
   self->introspection = led_interface_new();
   return TRUE;
 }
