@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <string_view>
 
+#include "daemon/numbers.h"
 #include "drivers/led_1_i2c.h"
 #include "drivers/led_dummy.h"
 #include "led/led_setup.h"
@@ -51,8 +51,7 @@ void parse_count(const char *text, gint32 *count) {
   char *end = nullptr;
   const long long value = strtoll(text, &end, 10);
   if (end != text)
-    *count = static_cast<gint32>(
-        std::clamp<long long>(value, std::numeric_limits<gint32>::min(), std::numeric_limits<gint32>::max()));
+    *count = to_int(gint64{value});
 }
 
 // Text without digits is group 0, and only the low 32 bits of what strtoll makes of a number count.

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,7 +19,7 @@
 
 namespace {
 
-constexpr off_t kLargestKeyFile = off_t{64} * 1024 * 1024;
+constexpr off_t kLargestKeyFile = off_t{4} * 1024 * 1024;
 
 // A FIFO would keep us waiting, and a device may never end. A folder opens: reading it fails, with the better
 // reason.
@@ -42,6 +43,29 @@ GIOChannel *open_channel(const char *path, const char **reason) {
   g_io_channel_set_close_on_unref(channel, TRUE);
   g_io_channel_set_encoding(channel, nullptr, nullptr);
   return channel;
+}
+
+/// Reads to the end of @p channel, which may be further away than its file's size told.
+std::optional<std::string> read_all(GIOChannel *channel, std::string *reason) {
+  std::string text;
+  char piece[4096];
+  for (;;) {
+    gsize length = 0;
+    g_autoptr(GError) error = nullptr;
+    switch (g_io_channel_read_chars(channel, piece, sizeof piece, &length, &error)) {
+      case G_IO_STATUS_EOF:
+        return text;
+      case G_IO_STATUS_NORMAL:
+        text.append(piece, length);
+        if (text.size() <= static_cast<gsize>(kLargestKeyFile))
+          continue;
+        *reason = g_strerror(EFBIG);
+        return std::nullopt;
+      default:
+        *reason = error != nullptr ? error->message : g_strerror(EAGAIN);
+        return std::nullopt;
+    }
+  }
 }
 
 bool write_all(int descriptor, std::string_view text) {
@@ -102,19 +126,19 @@ bool load_key_file_logging(const char *path, GKeyFile *key_file, const KeyFileMe
     return false;
   }
 
-  g_autofree char *text = nullptr;
-  gsize length = 0;
-  g_autoptr(GError) error = nullptr;
-  if (g_io_channel_read_to_end(channel, &text, &length, &error) != G_IO_STATUS_NORMAL) {
-    syslog(LOG_ERR, messages.read, path, error != nullptr ? error->message : g_strerror(EAGAIN));
+  std::string read_reason;
+  const auto text = read_all(channel, &read_reason);
+  if (!text) {
+    syslog(LOG_ERR, messages.read, path, read_reason.c_str());
     return false;
   }
 
   // GLib keeps what came before a bad line, and one key file cannot be moved into another: a scratch one is
   // parsed first.
   g_autoptr(GKeyFile) scratch = g_key_file_new();
-  if (!g_key_file_load_from_data(scratch, text, length, G_KEY_FILE_NONE, &error) ||
-      !g_key_file_load_from_data(key_file, text, length, G_KEY_FILE_NONE, &error)) {
+  g_autoptr(GError) error = nullptr;
+  if (!g_key_file_load_from_data(scratch, text->data(), text->size(), G_KEY_FILE_NONE, &error) ||
+      !g_key_file_load_from_data(key_file, text->data(), text->size(), G_KEY_FILE_NONE, &error)) {
     syslog(LOG_ERR, messages.parse, path, error->message);
     return false;
   }

@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,9 @@ namespace {
 
 constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
 constexpr gint kMostLeds = 1024;
+// Far more than any board needs; a file that asks for more would take the memory of everybody else.
+constexpr gsize kMostPoints = 1 << 16;
+constexpr gsize kMostLevels = 1 << 20;
 constexpr gint kFirstAngle = 0;
 constexpr gint kLastAngle = 100;
 
@@ -32,6 +36,16 @@ gint read_led_count(GKeyFile *key_file, const char *complaint) {
     return leds;
   syslog(LOG_ERR, complaint, error->message);
   return 0;
+}
+
+bool is_affordable(const std::vector<ListedRow> &rows, gint leds) {
+  const gsize points =
+      std::accumulate(rows.begin(), rows.end(), gsize{0},
+                      [](gsize sum, const ListedRow &row) { return sum + row.points.size(); });
+  const bool fits = points <= kMostPoints && points * static_cast<gsize>(leds) <= kMostLevels;
+  if (!fits)
+    syslog(LOG_ERR, "Too many intensities in illumination.conf: %zu for %d leds", points, leds);
+  return fits;
 }
 
 void check_angle(const std::vector<ListedRow> &rows, gsize index, bool lone_row_lacks_last_angle) {
@@ -86,10 +100,20 @@ std::vector<gint> requested_intensities(LedBase *light) {
 }
 
 void log_levels(const LedBase *light, gint angle, std::span<const gint> levels) {
+  if (BEAMD_DEBUG_FLAG != 1)
+    return;
   std::string text;
   for (const gint level : levels)
     text += " " + std::to_string(level);
   debug_log("Levels of led%d at angle %d:%s", light->light_id, angle, text.c_str());
+}
+
+gdouble needed_watts(LedBase *light) {
+  if (light->illumination_table == nullptr)
+    return light->intensity / 1000.0;
+  const gdouble sum = largest_sum_at_angle(light->illumination_table, light->angle_of_illumination,
+                                           requested_intensities(light));
+  return sum == 0.0 ? 0.0 : light->power_usage_factor * sum;  // whatever the factor is
 }
 
 }  // namespace
@@ -103,6 +127,8 @@ bool light_illumination_load(LedBase *light, const IlluminationTexts &texts) {
 
   light->nbr_of_leds = read_led_count(key_file, texts.leds);
   const auto rows = illumination_table_list(key_file);
+  if (!is_affordable(rows, light->nbr_of_leds))
+    return false;
   check_rows(rows, light->nbr_of_leds, texts.lone_row_lacks_last_angle);
   light->illumination_table = illumination_table_new(rows, light->nbr_of_leds);
   light->led_intensities = g_new0(gint, light->nbr_of_leds);
@@ -129,12 +155,5 @@ void light_illumination_recalculate(LedBase *light, gint angle) {
 }
 
 void light_illumination_request_power(LedBase *light) {
-  gdouble watts = 0.0;
-  if (light->light_on != 0)
-    watts = light->illumination_table == nullptr
-                ? light->intensity / 1000.0
-                : light->power_usage_factor * largest_sum_at_angle(light->illumination_table,
-                                                                   light->angle_of_illumination,
-                                                                   requested_intensities(light));
-  led_base_send_power_request(light, watts);
+  led_base_send_power_request(light, light->light_on != 0 ? needed_watts(light) : 0.0);
 }

@@ -16,7 +16,8 @@ struct IlluminationTexts {
 
 /// Loads /etc/beamd/illumination.conf into `nbr_of_leds`, `illumination_table` and `led_intensities`. A table
 /// that is not as it should be is logged at LOG_ERR and loaded nevertheless. FALSE when the file cannot be
-/// opened, read or parsed, which is logged at LOG_ERR; the light then keeps what it had.
+/// opened, read or parsed, or asks for too much memory, which is logged at LOG_ERR; the light then has no
+/// table.
 bool light_illumination_load(LedBase *light, const IlluminationTexts &texts);
 
 /// A light's own `setup`: looks for the illumination board, loads the table and, when the light uses power

@@ -157,6 +157,17 @@ class TestPeers:
             power_daemon.stop()
             assert not bus.has_owner(status.name)
 
+    def test_paused_peer_answers_later(self, bus, temperature_service):
+        temperature_service.set_sensors({"led": 4})
+        temperature_service.start()
+        ask = (temperature_service.path, temperature_service.interface, "GetTemperatureIdFromName", "(s)")
+        with temperature_service.paused():
+            call = bus.client.call_async(*ask, "led", name=temperature_service.name)
+            bus.settle()
+            assert not call.done()
+        assert call.result() == 4
+        temperature_service.stop()
+
     def test_property_changes_are_signalled(self, bus, power_daemon):
         power_daemon.status.set({"LldpPoeClass": 3})
         power_daemon.start()
@@ -219,6 +230,16 @@ class TestDaemon:
     def test_complaints_of_glib_are_reported(self, sandbox, bus, syslog, fake):
         running = Daemon(sandbox, bus, syslog, binary=fake, argv=["complain"]).wait_until_ready()
         with pytest.raises(AssertionError, match="GLib-CRITICAL"):
+            running.finish()
+
+    def test_complaints_may_be_expected(self, daemon, fake):
+        daemon(binary=fake, argv=["complain"], expected_complaint="assertion failed")
+
+    @pytest.mark.parametrize("argv", [["complain"], []])
+    def test_other_complaints_than_the_expected_are_reported(self, sandbox, bus, syslog, fake, argv):
+        running = Daemon(sandbox, bus, syslog, binary=fake, argv=argv, expected_complaint="not reached")
+        running.wait_until_ready()
+        with pytest.raises(AssertionError, match="no complaint of 'not reached'"):
             running.finish()
 
     def test_killed_on_purpose(self, daemon, bus, fake):

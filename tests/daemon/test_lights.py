@@ -9,7 +9,7 @@ import pytest
 from beamd_testing import syslog as log
 from beamd_testing.bus_client import BusError
 from beamd_testing.installation import install_dummies
-from beamd_testing.services import Light, events
+from beamd_testing.services import Light, announced, events
 
 NOT_SET = "Invalid Intensity. Intensity is not set"
 NO_ANGLE = "Invalid Angle of illumination. Angle of illumination is not set"
@@ -23,13 +23,6 @@ def refused(code: int, message: str, call, *arguments) -> None:
         call(*arguments)
     assert refusal.value.domain == "light-control-error-quark"
     assert (refusal.value.code, refusal.value.message) == (code, message)
-
-
-def announced(state: str, number: int = 0, kind: str = "IR") -> list[tuple[str, dict]]:
-    return [
-        ("LightStatusChanged", {"state": state}),
-        ("LightStatus", {"id": number, "type": kind, "state": state}),
-    ]
 
 
 @pytest.fixture

@@ -22,6 +22,7 @@ TRY_HELP = "Try -? or --help for more information.\n"
 
 LIGHT_UID = layout.USERS["light"][0]
 LIGHT_GID = layout.GROUPS["light"][0]
+PRIMARY_GID = layout.USERS["light"][1]
 GPIO_GID = layout.GROUPS["gpio"][0]
 NOBODY = layout.USERS["nobody"][0]
 
@@ -161,7 +162,7 @@ class TestPrivileges:
         status = daemon().status()
         assert status["Uid"].split() == [str(LIGHT_UID)] * 4
         assert status["Gid"].split() == [str(LIGHT_GID)] * 4
-        assert set(status["Groups"].split()) == {str(LIGHT_GID), str(GPIO_GID)}
+        assert set(status["Groups"].split()) == {str(LIGHT_GID), str(PRIMARY_GID), str(GPIO_GID)}
         assert int(status["CapEff"], 16) == 0
 
     def refuse(self, launch, syslog, pattern: str, wrapper: list[str] = ()) -> None:
@@ -207,9 +208,19 @@ class TestSignals:
         assert syslog.lines() == []
 
 
-def test_no_bus_is_no_reason_not_to_run(launch, bus, syslog):
+@pytest.mark.parametrize("asks_for_power", [False, True])
+def test_no_bus_is_no_reason_not_to_run(launch, sandbox, bus, syslog, asks_for_power):
+    install_dummies(sandbox, {"zoom": None, "common": {"usepowerrequest": asks_for_power}})
     bus.stop()
-    running = launch()
+    running = launch(expected_complaint="should not be reached")
     wait_until_handling_signals(running)
     assert running.status()["Uid"].split() == [str(LIGHT_UID)] * 4
     running.stop()
+
+    *proxies, last = syslog.texts()
+    assert last == TERMINATING
+    if asks_for_power:
+        assert proxies.pop() == (log.INFO, "Can not register at wattd: wattd is down")
+    assert len(proxies) == (2 if asks_for_power else 1)
+    for severity, text in proxies:
+        assert severity == log.CRIT and text.startswith("Failed to setup proxy Could not connect: ")

@@ -175,7 +175,10 @@ TEST_F(LedBaseObject, TheBaseHasDefaultsForWhatAllLightsShare) {
   EXPECT_NE(slots->get_intensity, nullptr);
   EXPECT_NE(slots->set_intensity, nullptr);
   EXPECT_NE(slots->get_current_angle_of_illumination, nullptr);
+  EXPECT_NE(slots->setup, nullptr);
   EXPECT_NE(slots->set_angle_of_illumination, nullptr);
+  EXPECT_NE(slots->recalculate_angle_of_illumination, nullptr);
+  EXPECT_NE(slots->request_power, nullptr);
   EXPECT_NE(slots->set_individual_led_intensity, nullptr);
   EXPECT_NE(slots->get_individual_led_intensity, nullptr);
 }

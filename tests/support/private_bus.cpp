@@ -32,3 +32,23 @@ BusConnection connect_to_private_bus() {
     g_error("cannot connect to the private bus: %s", error->message);
   return connection;
 }
+
+void ask_bus(GDBusConnection *connection, const char *method, GVariant *arguments) {
+  g_autoptr(GError) error = nullptr;
+  g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method, arguments,
+      nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+  if (reply == nullptr)
+    g_error("%s: %s", method, error->message);
+}
+
+void own_name(GDBusConnection *connection, const char *name) {
+  ask_bus(connection, "RequestName", g_variant_new("(su)", name, 0U));
+}
+
+std::string text_of_call(GDBusMessage *call) {
+  GVariant *body = g_dbus_message_get_body(call);
+  g_autofree gchar *arguments = body != nullptr ? g_variant_print(body, TRUE) : g_strdup("()");
+  return std::string{g_dbus_message_get_path(call)} + " " + g_dbus_message_get_interface(call) + "." +
+         g_dbus_message_get_member(call) + " " + arguments;
+}

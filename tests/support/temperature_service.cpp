@@ -5,27 +5,11 @@ namespace {
 constexpr const char *kName = "com.velk.TemperatureController";
 constexpr const char *kNoSensor = "org.gtk.GDBus.UnmappedGError.Quark._temperature_2derror.Code1";
 
-void own_name(GDBusConnection *connection) {
-  g_autoptr(GError) error = nullptr;
-  g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-      g_variant_new("(su)", kName, 0U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-  if (reply == nullptr)
-    g_error("cannot own %s: %s", kName, error->message);
-}
-
-std::string shown(GDBusMessage *call) {
-  GVariant *body = g_dbus_message_get_body(call);
-  g_autofree gchar *arguments = body != nullptr ? g_variant_print(body, TRUE) : g_strdup("()");
-  return std::string{g_dbus_message_get_path(call)} + " " + g_dbus_message_get_interface(call) + "." +
-         g_dbus_message_get_member(call) + " " + arguments;
-}
-
 }  // namespace
 
 TemperatureService::TemperatureService()
     : filter_(g_dbus_connection_add_filter(connection_.get(), filter, this, nullptr)) {
-  own_name(connection_.get());
+  own_name(connection_.get(), kName);
 }
 
 TemperatureService::~TemperatureService() {
@@ -51,7 +35,7 @@ std::vector<std::string> TemperatureService::calls() const {
 
 GDBusMessage *TemperatureService::answer(GDBusMessage *call) {
   const std::lock_guard lock{mutex_};
-  calls_.push_back(shown(call));
+  calls_.push_back(text_of_call(call));
 
   GVariant *body = g_dbus_message_get_body(call);
   const gchar *name = "";

@@ -1,7 +1,8 @@
 """The folder that a sandbox is made from.
 
 The user "light" has a primary group that is not the group "light": device files are given the former, the
-daemon runs under the latter, and a test can tell the two apart.
+daemon runs under the latter, and a test can tell the two apart. It is listed as a member of the former as well,
+so that the daemon can write its device files.
 """
 
 import os
@@ -18,7 +19,7 @@ GROUPS = {  # name: (gid, further members)
     "root": (0, []),
     "messagebus": (801, []),
     "light": (812, []),
-    "lightfiles": (811, []),
+    "lightfiles": (811, ["light"]),
     "gpio": (813, ["light"]),
     "nogroup": (65534, []),
 }

@@ -9,6 +9,7 @@ import json
 import os
 import subprocess
 from collections.abc import Mapping
+from contextlib import AbstractContextManager
 from pathlib import Path
 from typing import Any
 
@@ -52,6 +53,10 @@ class Peer:
         self.bus.sandbox.end(self._process)
         self._process = None
         self.bus.wait_for_no_owner(self.name)
+
+    def paused(self) -> AbstractContextManager[None]:
+        """While it lasts, the service is on the bus and does nothing."""
+        return self.bus.sandbox.paused(self._process)
 
     def answer(self, method: str, in_signature: str = "", out_signature: str = "", code: str = "") -> None:
         """Answers @p method by running the Python @p code, which finds "args" and sets "ret" or raises."""

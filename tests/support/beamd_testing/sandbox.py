@@ -8,6 +8,8 @@ import signal
 import subprocess
 import tempfile
 import time
+from collections.abc import Iterator
+from contextlib import contextmanager
 from pathlib import Path
 
 from . import layout
@@ -25,6 +27,10 @@ def child_of(pid: int) -> int:
             return int(children[0])
         time.sleep(0.002)
     raise AssertionError(f"process {pid} has no child")
+
+
+def _state(pid: int) -> str:
+    return Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0]
 
 
 def require_namespace() -> Path:
@@ -117,6 +123,20 @@ class Sandbox:
         if process.poll() is None:
             os.kill(child_of(process.pid), number)
         return process.wait(_TIMEOUT)
+
+    @contextmanager
+    def paused(self, process: subprocess.Popen) -> Iterator[None]:
+        """Holds what popen() started where it is, and lets it go on in the end."""
+        os.kill(child_of(process.pid), signal.SIGSTOP)
+        # nsenter stops as soon as it sees that the process has stopped, and wakes it up when it goes on.
+        deadline = time.monotonic() + _TIMEOUT
+        while _state(process.pid) != "T":
+            assert time.monotonic() < deadline, "a process cannot be paused"
+            time.sleep(0.002)
+        try:
+            yield
+        finally:
+            os.kill(process.pid, signal.SIGCONT)
 
     def processes(self) -> list[int]:
         """The ids, as this process sees them, of all processes inside, those that hold it open included."""

@@ -88,3 +88,11 @@ def events(bus: Bus, after: int = 0) -> list[tuple[str, dict[str, Any]]]:
     assert all((event.kind, event.path) == ("signal", "/com/velk/Event") for event in found)
     assert all(len(event.arguments) == 1 for event in found)
     return [(event.member, event.arguments[0]) for event in found]
+
+
+def announced(state: str, number: int = 0, kind: str = "IR") -> list[tuple[str, dict[str, Any]]]:
+    """The events of a light that is now in that @p state, "ON" or "OFF"."""
+    return [
+        ("LightStatusChanged", {"state": state}),
+        ("LightStatus", {"id": number, "type": kind, "state": state}),
+    ]
