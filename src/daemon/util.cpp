@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr off_t kLargestKeyFile = off_t{4} * 1024 * 1024;
+constexpr off_t kLargestKeyFile = off_t{16} * 1024 * 1024;
 
 // A FIFO would keep us waiting, and a device may never end. A folder opens: reading it fails, with the better
 // reason.

@@ -11,10 +11,11 @@ std::optional<gid_t> light_group() {
   return std::nullopt;
 }
 
-bool give_to_group(const char *path, gid_t group) {
+bool give_to_group(const std::optional<std::string> &path, gid_t group) {
   constexpr auto kSameOwner = static_cast<uid_t>(-1);
-  if (chown(path, kSameOwner, group) == 0)
+  if (path && chown(path->c_str(), kSameOwner, group) == 0)
     return true;
-  syslog(LOG_ERR, "Failed to chown %s to gid %d", path, static_cast<int>(group));
+  syslog(LOG_ERR, "Failed to chown %s to gid %d", path.value_or("unknown path").c_str(),
+         static_cast<int>(group));
   return false;
 }

@@ -45,6 +45,5 @@ bool give_mcu_file_to_light(const LedBase *light, const char *name) {
   const auto group = light_group();
   if (!group)
     return false;
-  const auto path = board_file_path(light, name);
-  return give_to_group(path.value_or(name).c_str(), *group);
+  return give_to_group(board_file_path(light, name), *group);
 }

@@ -7,48 +7,30 @@ replacement_platform.cpp, named libbeamd-platform.so.0) all of them. Both record
 from __future__ import annotations
 
 import os
-import shutil
 import signal
 import time
-from pathlib import Path
 
 import pytest
 
-from beamd_testing import layout, syslog as log
+from beamd_testing import replacement, syslog as log
 from beamd_testing.installation import BEAMD_CONF, install_dummies
 from beamd_testing.services import Controller, Light, events
 
-CALLS = "/run/replacement/calls"
 SETUP_FAILED = (log.ERR, "LightController setup failed...exiting")
 
 
-def built(variable: str) -> Path:
-    path = os.environ.get(variable)
-    assert path, f"{variable} names a built replacement of the platform library; it is not set"
-    return Path(path)
-
-
 @pytest.fixture(autouse=True)
-def installed(sandbox):
+def preloaded(sandbox):
+    """Makes a wrapper that lets the event functions be replaced, which behave as the settings say."""
     install_dummies(sandbox, {"common": {"ledtype": "White"}})
-    folder = sandbox.path("/run/replacement")
-    folder.mkdir()
-    shutil.copy(built("BEAMD_REPLACEMENT_EVENTS"), folder / "events.so")
-    sandbox.write(CALLS, "", owner=(layout.USERS["light"][0], 0))
+    library = replacement.install_replacement(sandbox, "BEAMD_REPLACEMENT_EVENTS", "events.so")
+    return lambda **settings: replacement.preloaded(library, **settings)
 
 
 @pytest.fixture
 def calls(sandbox):
     """What has been called so far, in order."""
-    return lambda: sandbox.read(CALLS).splitlines()
-
-
-def preloaded(**settings: str) -> list[str]:
-    """A wrapper that lets the event functions be replaced, which behave as the settings say."""
-    settings |= {"REPLACEMENT_CALLS": CALLS, "LD_PRELOAD": "/run/replacement/events.so"}
-    # AddressSanitizer, where it is built in, wants to be the first library otherwise.
-    allow = 'export ASAN_OPTIONS="$ASAN_OPTIONS:verify_asan_link_order=0"; exec "$@"'
-    return ["sh", "-c", allow, "sh", "env", *(f"{key}={value}" for key, value in settings.items())]
+    return lambda: replacement.recorded_calls(sandbox)
 
 
 STARTED = [
@@ -70,11 +52,13 @@ def sent(declaration: int, state: str) -> list[str]:
 
 class TestSomeFunctions:
     @pytest.mark.parametrize("option, status", [("--nonsense", 1), ("--help", 0)])
-    def test_mainloop_thread_is_registered_before_the_options_are_parsed(self, launch, calls, option, status):
+    def test_mainloop_thread_is_registered_before_the_options_are_parsed(
+        self, launch, calls, option, status, preloaded
+    ):
         launch(argv=[option], wrapper=preloaded()).wait_for_exit(status)
         assert calls() == ["command_source_register_mainloop_thread()"]
 
-    def test_whole_life(self, daemon, bus, calls):
+    def test_whole_life(self, daemon, bus, calls, preloaded):
         running = daemon(wrapper=preloaded())
         assert calls() == STARTED
         light = Light(bus.client)
@@ -92,7 +76,7 @@ class TestSomeFunctions:
         assert calls() == STARTED + switched + ended
         assert events(bus) == []
 
-    def test_hangup_leaves_a_lit_light_without_teardown(self, daemon, bus, calls):
+    def test_hangup_leaves_a_lit_light_without_teardown(self, daemon, bus, calls, preloaded):
         running = daemon(wrapper=["env", "--default-signal=HUP", *preloaded()])
         Light(bus.client).switch(True)
         lit = calls()
@@ -112,7 +96,7 @@ class TestSomeFunctions:
         ],
         ids=["complete", "incomplete"],
     )
-    def test_event_that_cannot_be_sent(self, daemon, bus, syslog, calls, settings, line):
+    def test_event_that_cannot_be_sent(self, daemon, bus, syslog, calls, settings, line, preloaded):
         daemon(wrapper=preloaded(REPLACEMENT_FAIL="event_producer_send_event", **settings))
         light = Light(bus.client)
         light.switch(True)
@@ -128,17 +112,17 @@ class TestSomeFunctions:
         ]
         assert len(steps) == 10
 
-    def test_declaration_that_cannot_be_made(self, launch, syslog, calls):
+    def test_declaration_that_cannot_be_made(self, launch, syslog, calls, preloaded):
         launch(wrapper=preloaded(REPLACEMENT_FAIL="event_declaration_new")).wait_for_exit(1)
         assert syslog.texts() == [(log.ERR, "Unable to create event declaration"), SETUP_FAILED]
 
-    def test_declaration_that_takes_no_key(self, launch, syslog, calls):
+    def test_declaration_that_takes_no_key(self, launch, syslog, calls, preloaded):
         launch(wrapper=preloaded(REPLACEMENT_FAIL="event_declaration_add_key_value")).wait_for_exit(1)
         assert syslog.texts() == [(log.ERR, "Unable to add key value: (light.app)"), SETUP_FAILED]
         assert calls()[-1] == "event_declaration_free()"
 
     @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
-    def test_signal_during_setup_takes_its_default_action(self, launch, syslog, calls, number):
+    def test_signal_during_setup_takes_its_default_action(self, launch, syslog, calls, number, preloaded):
         blocking = preloaded(REPLACEMENT_BLOCK="event_producer_declare")
         running = launch(wrapper=["env", "--default-signal=INT,TERM", *blocking])
         deadline = time.monotonic() + 60
@@ -152,7 +136,9 @@ class TestSomeFunctions:
 
 def test_whole_library(daemon, sandbox, bus, calls):
     sandbox.path(BEAMD_CONF).unlink()
-    shutil.copy(built("BEAMD_REPLACEMENT_PLATFORM"), sandbox.path("/run/replacement/libbeamd-platform.so.0"))
-    daemon(wrapper=["env", f"REPLACEMENT_CALLS={CALLS}", "LD_LIBRARY_PATH=/run/replacement"])
+    name = "libbeamd-platform.so.0"
+    library = replacement.install_replacement(sandbox, "BEAMD_REPLACEMENT_PLATFORM", name)
+    search = f"LD_LIBRARY_PATH={library.removesuffix(f'/{name}')}"
+    daemon(wrapper=["env", f"REPLACEMENT_CALLS={replacement.CALLS}", search])
     assert calls() == STARTED
     assert Controller(bus.client).count() == 1

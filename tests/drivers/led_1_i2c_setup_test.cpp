@@ -166,6 +166,7 @@ TEST_F(Led1I2cSetup, GivesItsFileToTheGroupOfUserLightAndChangesNothingElse) {
   for (const mode_t mode : {0640U, 0444U, 0U, 0666U}) {
     EXPECT_EQ(chown(kChannel, kOwner, 0), 0);
     EXPECT_EQ(chmod(kChannel, mode), 0);
+    light_ = board_light(LED_TYPE_1_I2C);
     EXPECT_EQ(outcome(), kReady);
     const auto status = status_of(kChannel);
     EXPECT_EQ(status.st_gid, light_files_group());

@@ -190,12 +190,13 @@ TEST_F(Recalculation, IsMadeWhenPowerIsGranted) {
 }
 
 TEST_F(Recalculation, WithoutATableDoesNothing) {
-  light_ = make_light(LED_TYPE_BASE);
-  light_->intensity = 100;
-  led_base_recalculate_angle_of_illumination(light_.get(), 50);
-  led_base_set_intensity(light_.get(), 50);
-  led_base_set_power_intensity(light_.get(), 1.0);
-  EXPECT_EQ(light_->led_intensities, nullptr);
+  for (const int leds : {0, 2}) {
+    light_ = make_light(LED_TYPE_BASE, leds);
+    led_base_recalculate_angle_of_illumination(light_.get(), 50);
+    led_base_set_intensity(light_.get(), 50);
+    led_base_set_power_intensity(light_.get(), 1.0);
+    EXPECT_EQ(light_->led_intensities, nullptr) << leds;
+  }
 }
 
 TEST_F(Recalculation, WithoutLedsDoesNothing) {

@@ -131,8 +131,12 @@ TEST_F(PowerRequest, TableWithoutRowsAsksForNothing) {
 TEST_F(PowerRequest, LightWithoutLedsAsksForNothing) {
   light_->nbr_of_leds = 0;
   shape({row(0, {}), row(100, {})});
-  for (const int angle : {0, 50, 101})
-    EXPECT_EQ(asked_at(angle), kNothing) << angle;
+  for (const float factor :
+       {0.5F, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()}) {
+    light_->power_usage_factor = factor;
+    for (const int angle : {0, 50, 101})
+      EXPECT_EQ(asked_at(angle), kNothing) << factor << " at " << angle;
+  }
 }
 
 TEST_F(PowerRequest, DefaultFactorIsASingleAndTheProductADouble) {

@@ -78,7 +78,7 @@ TEST_F(LoadKeyFile, RefusesWhatWouldKeepItWaiting) {
 
 TEST_F(LoadKeyFile, RefusesWhatIsLargerThanAnyConfiguration) {
   write_file(kPath, "[common]\n");
-  fs::resize_file(kPath, (4ULL << 20) + 1);
+  fs::resize_file(kPath, (16ULL << 20) + 1);
   EXPECT_FALSE(util_load_key_file(kPath, key_file_.get()));
   EXPECT_EQ(log_.lines(), (Lines{{LOG_ERR, "Could not open /etc/beamd/led0.conf: File too large"}}));
 }
