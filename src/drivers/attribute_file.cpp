@@ -3,11 +3,20 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-UniqueFd open_attribute(const std::string &path) {
+#include <cerrno>
+
+UniqueFd open_attribute(const std::optional<std::string> &path, int access) {
+  if (!path) {
+    errno = ENOENT;
+    return {};
+  }
   // A FIFO put there must not keep us waiting.
-  return UniqueFd{open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)};
+  return UniqueFd{open(path->c_str(), access | O_NONBLOCK | O_CLOEXEC)};
 }
 
 bool write_attribute(const UniqueFd &attribute, std::string_view text) {
-  return write(attribute.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  const ssize_t written = write(attribute.get(), text.data(), text.size());
+  if (written >= 0 && written < static_cast<ssize_t>(text.size()))
+    errno = EIO;
+  return written == static_cast<ssize_t>(text.size());
 }

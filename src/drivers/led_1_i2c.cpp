@@ -1,72 +1,44 @@
 #include "drivers/led_1_i2c.h"
 
-#include <syslog.h>
-
-#include <string>
-
 #include "daemon/debug.h"
-#include "drivers/attribute_file.h"
 #include "drivers/led_1_i2c_rules.h"
 #include "drivers/mcu_board.h"
-#include "drivers/regulator.h"
-#include "led/board_file.h"
-#include "led/light_illumination.h"
+#include "drivers/temperature.h"
 #include "led/power_client.h"
 
 struct _Led_1_I2C {
   LedBase parent;
   gint effective_intensity;  // what the granted power leaves
-  gboolean regulator_enabled;
-  RegulatorGains gains;
+  RegulatorConfig regulator;
 };
 
 G_DEFINE_FINAL_TYPE(Led_1_I2C, led_1_i2c, LED_TYPE_BASE)
 
 namespace {
 
-constexpr const char *kChannel = "led0";
-constexpr IlluminationTexts kIlluminationTexts = {"Failed reading file",
-                                                  "Failed to get number of leds from file: %s", true};
-constexpr SensorLimit kSensors = {1, "sensor"};
+constexpr const char *kChannels[] = {"led0"};
+constexpr McuBoard kBoard = {
+    kChannels,
+    {"Failed reading file", "Failed to get number of leds from file: %s", true},
+    {1, "sensor"},
+};
 
 // Of the class, not of the light.
 RegulatorState regulator;
 double filtered_temp = kUnseeded;
 
-bool configure_dimming(Led_1_I2C *self) {
-  g_autoptr(GKeyFile) dimming = g_key_file_new();
-  if (!load_dimming_config(dimming))
-    return false;
-  self->regulator_enabled = g_key_file_get_boolean(dimming, "regulator", "enabled", nullptr);
-  configure_regulator(&self->parent, dimming, kSensors, &self->gains);
-  return true;
-}
-
 gboolean led_1_i2c_setup(LedBase *light, GError **error) {
-  const bool is_present = is_mcu_board_present(light, error);
-  return light_illumination_load(light, kIlluminationTexts) && give_mcu_file_to_light(light, kChannel) &&
-         configure_dimming(LED_1_I2C(light)) && is_present;
+  return set_up_mcu_board(light, kBoard, &LED_1_I2C(light)->regulator, error);
 }
 
 gboolean led_1_i2c_activate_light(LedBase *light, gboolean on, GError **) {
-  const auto path = board_file_path(light, kChannel);
-  if (!path) {
-    syslog(LOG_WARNING, "Failed find path to led 0");
+  const UniqueFd channel = open_mcu_channel(light, 0);
+  if (!channel)
     return FALSE;
-  }
-  const UniqueFd channel = open_attribute(*path);
-  if (!channel) {
-    syslog(LOG_WARNING, "Failed to open fd for led 0");
-    return FALSE;
-  }
 
   const gint value = channel_value(on, LED_1_I2C(light)->effective_intensity, light->power_reduce);
   debug_log("led0 %d", value);
-  if (!write_attribute(channel, std::to_string(value))) {
-    syslog(LOG_ERR, "Write failure to led 0");
-    return FALSE;
-  }
-  return TRUE;
+  return write_mcu_channel(channel, 0, value);
 }
 
 // The angle changes nothing: what is calculated is what the granted power allows.
@@ -86,26 +58,13 @@ void led_1_i2c_request_power(LedBase *light) {
   led_base_send_power_request(light, watts);
 }
 
-gint32 sensor_of(const LedBase *light) {
-  return light->nbr_of_temp_sensors == 1 ? light->temp_sensor_ids[0] : -1;
-}
-
 void led_1_i2c_update_temperature(LedBase *light) {
   const auto *self = LED_1_I2C(light);
-  if (self->effective_intensity == 0)
+  if (!begin_tick(light, self->regulator.enabled, self->effective_intensity))
     return;
-
-  if (self->regulator_enabled) {
-    debug_log("Regulator enabled");
-    const double temperature = filter_temperature(sensor_of(light), &filtered_temp);
-    regulate(light, &regulator, self->gains, temperature, self->effective_intensity);
-    debug_log("power_reduce = %.2f, temp = %.2f", light->power_reduce, temperature);
-  } else {
-    light->power_reduce = 0.0;
-    debug_log("No power reduction. Regulator is disabled.");
-  }
-  if (light->light_on == 1)
-    led_base_activate_light(light, TRUE, nullptr);
+  const gint32 sensor = light->nbr_of_temp_sensors == 1 ? sensor_id(light, 0) : -1;
+  const double temperature = filter_temperature(sensor, &filtered_temp);
+  regulate(light, &regulator, self->regulator.gains, temperature, self->effective_intensity);
 }
 
 }  // namespace
@@ -119,4 +78,4 @@ static void led_1_i2c_class_init(Led_1_I2CClass *klass) {
   base->update_temperature = led_1_i2c_update_temperature;
 }
 
-static void led_1_i2c_init(Led_1_I2C *self) { self->parent.power_reduce = 0.0; }
+static void led_1_i2c_init(Led_1_I2C *) {}

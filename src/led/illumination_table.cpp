@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr gint kMostLeds = 1024;
+
 std::vector<gint> list_levels(GKeyFile *key_file, const gchar *group, const gchar *key) {
   gsize count = 0;
   g_autofree gint *levels = g_key_file_get_integer_list(key_file, group, key, &count, nullptr);
@@ -43,6 +45,15 @@ void illumination_table_free(IlluminationRow *table) {
     g_free(row->points);
   }
   g_free(table);
+}
+
+gint illumination_table_led_count(GKeyFile *key_file, GError **error) {
+  const gint leds = g_key_file_get_integer(key_file, "info", "leds", error);
+  if (leds >= 0 && leds <= kMostLeds)
+    return leds;
+  g_set_error(error, G_KEY_FILE_ERROR, G_KEY_FILE_ERROR_INVALID_VALUE, "%d is not between 0 and %d", leds,
+              kMostLeds);
+  return 0;
 }
 
 std::vector<ListedRow> illumination_table_list(GKeyFile *key_file) {

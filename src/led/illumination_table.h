@@ -37,6 +37,10 @@ struct ListedRow {
   std::vector<Point> points;
 };
 
+/// The number of LEDs, "leds" in group "info" of @p key_file (the caller's); 0 with @p error set when it is
+/// missing, no number, or none that a light may have.
+gint illumination_table_led_count(GKeyFile *key_file, GError **error);
+
 /// The rows of @p key_file (the caller's): every group after the first, in file order, whatever its name.
 /// What is no number counts as 0.
 std::vector<ListedRow> illumination_table_list(GKeyFile *key_file);

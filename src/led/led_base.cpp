@@ -146,6 +146,12 @@ static void led_base_class_init(LedBaseClass *klass) {
   G_OBJECT_CLASS(klass)->finalize = led_base_finalize;
 }
 
+void led_base_class_remove_angle(LedBaseClass *klass) {
+  klass->get_current_angle_of_illumination = nullptr;
+  klass->set_angle_of_illumination = nullptr;
+  klass->recalculate_angle_of_illumination = nullptr;
+}
+
 void led_base_set_light_id(LedBase *self, gint id) {
   g_return_if_fail(LED_IS_BASE(self));
   self->light_id = id;

@@ -115,6 +115,10 @@ struct _LedBase {
 };
 
 GType led_base_get_type(void);
+
+/// For the class initialiser of a driver whose light cannot shape its beam: empties the three slots of the
+/// angle.
+void led_base_class_remove_angle(LedBaseClass *klass);
 G_DEFINE_AUTOPTR_CLEANUP_FUNC(LedBase, g_object_unref)
 
 /// Call both before led_base_setup(). The producer stays the caller's and must outlive the light.

@@ -13,3 +13,8 @@ void light_error_set(GError **error, LightControlError code, const char *format,
   *error = g_error_new_valist(LIGHT_CONTROL_ERROR, code, format, arguments);
   va_end(arguments);
 }
+
+gboolean light_error_no_board(GError **error, const char *reason) {
+  light_error_set(error, LIGHT_CONTROL_ERROR_NO_BOARD, "%s", reason);
+  return FALSE;
+}

@@ -22,4 +22,8 @@ typedef enum {
 /// report.
 void light_error_set(GError **error, LightControlError code, const char *format, ...) G_GNUC_PRINTF(3, 4);
 
+/// Sets error #LIGHT_CONTROL_ERROR_NO_BOARD with @p reason, for what a driver could not find, open or load.
+/// Returns FALSE, for its caller to return.
+gboolean light_error_no_board(GError **error, const char *reason);
+
 G_END_DECLS

@@ -17,7 +17,6 @@
 namespace {
 
 constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
-constexpr gint kMostLeds = 1024;
 // Far more than any board needs; a file that asks for more would take the memory of everybody else.
 constexpr gsize kMostPoints = 1 << 16;
 constexpr gsize kMostLevels = 1 << 20;
@@ -28,14 +27,10 @@ constexpr IlluminationTexts kTexts = {"failed reading file", "Failed to get numb
 
 gint read_led_count(GKeyFile *key_file, const char *complaint) {
   g_autoptr(GError) error = nullptr;
-  const gint leds = g_key_file_get_integer(key_file, "info", "leds", &error);
-  if (error == nullptr && (leds < 0 || leds > kMostLeds))
-    g_set_error(&error, G_KEY_FILE_ERROR, G_KEY_FILE_ERROR_INVALID_VALUE, "%d is not between 0 and %d", leds,
-                kMostLeds);
-  if (error == nullptr)
-    return leds;
-  syslog(LOG_ERR, complaint, error->message);
-  return 0;
+  const gint leds = illumination_table_led_count(key_file, &error);
+  if (error != nullptr)
+    syslog(LOG_ERR, complaint, error->message);
+  return leds;
 }
 
 bool is_affordable(const std::vector<ListedRow> &rows, gint leds) {
@@ -71,25 +66,20 @@ void check_rows(const std::vector<ListedRow> &rows, gint leds, bool lone_row_lac
   }
 }
 
-bool refuse_board(GError **error, const char *reason) {
-  light_error_set(error, LIGHT_CONTROL_ERROR_NO_BOARD, "%s", reason);
-  return false;
-}
-
 bool detect_board(const LedBase *light, GError **error) {
   const auto path = board_file_path(light, "QXID");
   if (!path) {
     syslog(LOG_WARNING, "Failed find path to QXID ");
-    return refuse_board(error, "No QXID fs detected");
+    return light_error_no_board(error, "No QXID fs detected");
   }
 
   char mark = '\0';
   if (read_first_byte(*path, &mark) == FirstByte::kNotOpened) {
     syslog(LOG_INFO, "No QXID fs detected");
-    return refuse_board(error, "No QXID fs detected");
+    return light_error_no_board(error, "No QXID fs detected");
   }
   const bool is_present = mark != '0' && mark != '7';
-  return is_present || refuse_board(error, "No IR light PCB found");
+  return is_present || light_error_no_board(error, "No IR light PCB found");
 }
 
 std::vector<gint> requested_intensities(LedBase *light) {
@@ -133,6 +123,10 @@ bool light_illumination_load(LedBase *light, const IlluminationTexts &texts) {
   light->illumination_table = illumination_table_new(rows, light->nbr_of_leds);
   light->led_intensities = g_new0(gint, light->nbr_of_leds);
   return true;
+}
+
+gint led_level(const LedBase *light, gint led) {
+  return light->led_intensities != nullptr && led < light->nbr_of_leds ? light->led_intensities[led] : 0;
 }
 
 gboolean light_illumination_setup(LedBase *light, GError **error) {

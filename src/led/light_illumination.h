@@ -20,6 +20,9 @@ struct IlluminationTexts {
 /// table.
 bool light_illumination_load(LedBase *light, const IlluminationTexts &texts);
 
+/// What the last calculation gave LED @p led; 0 for one that is not there.
+gint led_level(const LedBase *light, gint led);
+
 /// A light's own `setup`: looks for the illumination board, loads the table and, when the light uses power
 /// requests, connects to the power daemon. Whatever fails, the rest is done. FALSE with error
 /// #LIGHT_CONTROL_ERROR_NO_BOARD when there is no board, without an error when the table cannot be loaded.

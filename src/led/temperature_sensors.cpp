@@ -3,15 +3,11 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "daemon/debug.h"
-#include "platform/bootblock.h"
+#include "led/light_control_switch.h"
 
 namespace {
 
@@ -36,15 +32,6 @@ std::vector<std::string> read_sensor_names(GKeyFile *key_file) {
       return names;
     names.emplace_back(name);
   }
-}
-
-bool light_control_is_disabled() {
-  const std::unique_ptr<char, decltype(&free)> value{bootblock_get("LIGHT_CONTROL_ENABLED"), &free};
-  if (value)
-    return std::string_view{value.get()} == "no";
-  if (errno != ENOENT)
-    syslog(LOG_INFO, "Could not read bootblock parameter LIGHT_CONTROL_ENABLED: %m");
-  return false;
 }
 
 gint id_in_reply(GVariant *reply, const char *name) {
@@ -87,7 +74,7 @@ gint ask_temperature_service(const char *name) {
 }
 
 gint look_up_sensor(const std::string &name, const std::string &key) {
-  const gint id = light_control_is_disabled() ? kNotFound : ask_temperature_service(name.c_str());
+  const gint id = is_light_control_disabled() ? kNotFound : ask_temperature_service(name.c_str());
   if (id >= 0) {
     debug_log("Found matching sensor_id %d", id);
     return id;

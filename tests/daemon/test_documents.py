@@ -86,7 +86,7 @@ def test_the_sdks_platform_library_can_be_linked(checkout: Path, image: Path) ->
 
 
 def test_the_demo_plays_and_opens_a_shell(checkout: Path) -> None:
-    plain, shell = commands(*DEMONSTRATING)
+    plain, shell, light = commands(*DEMONSTRATING)
     shown = run(plain, checkout)
     assert "com.velk.Event.LightStatusChanged ({'state': <'ON'>},)" in shown
     assert "Code2: Invalid Intensity. Intensity is not set" in shown
@@ -94,6 +94,7 @@ def test_the_demo_plays_and_opens_a_shell(checkout: Path) -> None:
     assert 'RequestPower "led0" "normal" dbus.Double(2.0)' in shown and "led0 74\n" in shown
     assert shown.count("Terminating") == 3 and shown.rstrip().endswith("beamd ended with status 0")
     assert "beamd is running" in run(shell, checkout)
+    assert "/sys/class/leds/ir0/brightness: 1000" in run(light, checkout)
 
 
 def test_the_daemon_answers(daemon, sandbox) -> None:

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "daemon/debug.h"
+#include "drivers/temperature.h"
 #include "support/fake_bootblock.h"
 #include "support/fake_status_cache.h"
 #include "support/key_files.h"
@@ -102,10 +104,8 @@ TEST_F(Temperature, IsWhateverTheCacheTells) {
   fake_status_cache().readings = {-40.0F, -0.0F, kFloatInfinity, -kFloatInfinity, NAN};
   EXPECT_EQ(read_temperature(1), -40.0);
   EXPECT_TRUE(std::signbit(read_temperature(1)));
-  EXPECT_EQ(read_temperature(1), kInfinity);
-  EXPECT_EQ(read_temperature(1), -kInfinity);
-  EXPECT_TRUE(std::isnan(read_temperature(1)));
-  EXPECT_THAT(log_.lines(), IsEmpty());
+  for (int reading = 0; reading < 3; ++reading)
+    EXPECT_EQ(read_temperature(1), kNoReading) << "a filter would never forget it";
 }
 
 TEST_F(Temperature, IsReadBySuccessOnly) {
@@ -226,17 +226,19 @@ class RegulatorSettings : public testing::Test {
 
   /// Configures the light with group "regulator" of the given lines.
   void configure(const std::string &lines, const SensorLimit &limit = kOneSensor) {
-    configure_regulator(light_.get(), parsed("[regulator]\n" + lines).get(), limit, &gains_);
+    configure_regulator(light_.get(), parsed("[regulator]\n" + lines).get(), limit, &config_);
   }
 
-  std::vector<double> gains() const { return {gains_.k_p, gains_.k_i, gains_.k_d, gains_.ref_temp}; }
+  std::vector<double> gains() const {
+    return {config_.gains.k_p, config_.gains.k_i, config_.gains.k_d, config_.gains.ref_temp};
+  }
   std::vector<int> sensors() const {
     return {light_->temp_sensor_ids, light_->temp_sensor_ids + light_->nbr_of_temp_sensors};
   }
 
   TemperatureService service_;
   LightPointer light_ = make_light(TEST_TYPE_LIGHT);
-  RegulatorGains gains_{9.0, 9.0, 9.0, 9.0};
+  RegulatorConfig config_{TRUE, {9.0, 9.0, 9.0, 9.0}};
   SyslogCapture log_;
 };
 
@@ -278,7 +280,7 @@ TEST_F(RegulatorSettings, AreNothingWhenMissing) {
 }
 
 TEST_F(RegulatorSettings, AreNothingWithoutTheGroup) {
-  configure_regulator(light_.get(), parsed("[other]\nk_p=1\nsample_time=30\n").get(), kOneSensor, &gains_);
+  configure_regulator(light_.get(), parsed("[other]\nk_p=1\nsample_time=30\n").get(), kOneSensor, &config_);
   EXPECT_EQ(light_->temp_sample_time, 0);
   EXPECT_THAT(gains(), ElementsAre(0.0, 0.0, 0.0, 0.0));
   EXPECT_EQ(light_->nbr_of_temp_sensors, 0);
@@ -299,10 +301,10 @@ TEST_F(RegulatorSettings, AreNothingWhenTheyAreNoNumbers) {
 TEST_F(RegulatorSettings, MayBeInfiniteOrUndefined) {
   configure("sample_time=-5\nk_p=inf\nk_i=nan\nk_d=-inf\nref_temp=-0.0\n");
   EXPECT_EQ(light_->temp_sample_time, -5);
-  EXPECT_EQ(gains_.k_p, kInfinity);
-  EXPECT_TRUE(std::isnan(gains_.k_i));
-  EXPECT_EQ(gains_.k_d, -kInfinity);
-  EXPECT_TRUE(std::signbit(gains_.ref_temp));
+  EXPECT_EQ(config_.gains.k_p, kInfinity);
+  EXPECT_TRUE(std::isnan(config_.gains.k_i));
+  EXPECT_EQ(config_.gains.k_d, -kInfinity);
+  EXPECT_TRUE(std::signbit(config_.gains.ref_temp));
 }
 
 TEST_F(RegulatorSettings, WarnAboutASecondSensor) {
@@ -310,7 +312,7 @@ TEST_F(RegulatorSettings, WarnAboutASecondSensor) {
   EXPECT_THAT(log_.lines(),
               ElementsAre(Line{LOG_WARNING, "Expected at most 1 temperature sensor, but found 2."}));
   EXPECT_THAT(sensors(), ElementsAre(4, 5));
-  EXPECT_EQ(gains_.k_p, 0.25);
+  EXPECT_EQ(config_.gains.k_p, 0.25);
 }
 
 TEST_F(RegulatorSettings, WarnAboutAThirdSensorWhenTwoAreOfUse) {
@@ -363,6 +365,9 @@ TEST_F(DimmingFile, MayBeBroken) {
 
 class RegulatorTick : public testing::Test {
  protected:
+  RegulatorTick() { recorded_calls().clear(); }
+
+  SyslogCapture log_;
   LightPointer light_ = make_light(TEST_TYPE_LIGHT);
   RegulatorState state_;
 };
@@ -388,11 +393,52 @@ TEST_F(RegulatorTick, GoesOnFromTheState) {
   EXPECT_EQ(light_->power_reduce, 25.0);
 }
 
-TEST_F(RegulatorTick, LeavesTheHardwareAlone) {
+TEST_F(RegulatorTick, TakesNothingOffALightThatGivesLessThanNothing) {
+  regulate(light_.get(), &state_, {0.1, 0.0, 0.0, 60.0}, 70.0, -100.0);
+  EXPECT_EQ(light_->power_reduce, 0.0);
+}
+
+TEST_F(RegulatorTick, WritesALitLightAnew) {
+  for (const int lit : {0, 1}) {
+    light_->light_on = lit;
+    recorded_calls().clear();
+    regulate(light_.get(), &state_, {0.1, 0.0, 0.0, 60.0}, 70.0, 100.0);
+    EXPECT_EQ(recorded_calls(), lit ? std::vector<std::string>{"activate 1"} : std::vector<std::string>{});
+  }
+}
+
+TEST_F(RegulatorTick, TellsWhatItTakesOff) {
+  BEAMD_DEBUG_FLAG = 1;
+  regulate(light_.get(), &state_, {0.1, 0.0, 0.0, 60.0}, 55.0, 100.0);
+  BEAMD_DEBUG_FLAG = 0;
+  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_INFO, "power_reduce = 50.00, temp = 55.00"}));
+}
+
+TEST_F(RegulatorTick, OfALightThatGivesNothingChangesNothing) {
   light_->light_on = 1;
-  recorded_calls().clear();
-  regulate(light_.get(), &state_, {0.1, 0.0, 0.0, 60.0}, 70.0, 100.0);
+  light_->power_reduce = 33.0;
+  for (const bool is_enabled : {false, true})
+    EXPECT_FALSE(begin_tick(light_.get(), is_enabled, 0));
+  EXPECT_EQ(light_->power_reduce, 33.0);
   EXPECT_THAT(recorded_calls(), IsEmpty());
+}
+
+TEST_F(RegulatorTick, OfADisabledRegulatorTakesNothingOff) {
+  BEAMD_DEBUG_FLAG = 1;
+  light_->light_on = 1;
+  light_->power_reduce = 33.0;
+  EXPECT_FALSE(begin_tick(light_.get(), FALSE, 100));
+  BEAMD_DEBUG_FLAG = 0;
+  EXPECT_EQ(light_->power_reduce, 0.0);
+  EXPECT_THAT(recorded_calls(), ElementsAre("activate 1"));
+  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_INFO, "No power reduction. Regulator is disabled."}));
+}
+
+TEST_F(RegulatorTick, OfAnEnabledRegulatorGoesOn) {
+  BEAMD_DEBUG_FLAG = 1;
+  EXPECT_TRUE(begin_tick(light_.get(), TRUE, -1));
+  BEAMD_DEBUG_FLAG = 0;
+  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_INFO, "Regulator enabled"}));
 }
 
 }  // namespace

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+#include "daemon/numbers.h"
+
+/// A thermal reduction, shared over the LEDs of a light in proportion to what they give.
+
+/// What is left of @p level when it carries @p share (0 to 1) of @p reduction; never below 0.
+inline gint reduced_level(gint level, gdouble share, gdouble reduction) {
+  return std::max(to_int(level - reduction * share), 0);
+}

@@ -1,0 +1,24 @@
+#include "drivers/milliwatts.h"
+
+#include <numeric>
+
+#include "daemon/debug.h"
+#include "led/power_client.h"
+
+std::vector<gdouble> requested_milliwatts(LedBase *light) {
+  std::vector<gdouble> requested(static_cast<gsize>(light->nbr_of_leds));
+  for (gint led = 0; led < light->nbr_of_leds; ++led)
+    requested[static_cast<gsize>(led)] = led_base_get_requested_intensity(light, led);
+  return requested;
+}
+
+void request_milliwatts(LedBase *light, bool is_on) {
+  if (!is_on) {
+    led_base_send_power_request(light, 0.0);
+    return;
+  }
+  const auto requested = requested_milliwatts(light);
+  const gdouble watts = std::accumulate(requested.begin(), requested.end(), 0.0) / 1000.0;
+  debug_log("request_power=%.2fW", watts);
+  led_base_send_power_request(light, watts);
+}
