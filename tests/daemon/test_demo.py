@@ -20,9 +20,8 @@ def test_every_example_with_hardware_is_shown() -> None:
 
 @pytest.mark.parametrize("name", TYPES)
 def test_light(sandbox, name: str) -> None:
-    environment = dict(os.environ, LD_LIBRARY_PATH=os.environ["BEAMD_PLATFORM_DIR"])
-    if run := coverage.new_run():
-        environment["GCOV_PREFIX"] = str(run)
+    run = coverage.new_run()
+    environment = dict(os.environ, LD_LIBRARY_PATH=os.environ["BEAMD_PLATFORM_DIR"]) | coverage.variables(run)
     scenes = [REPOSITORY / "scripts/demo-scenes", REPOSITORY, os.environ["BEAMD_BUILD_DIR"], name]
     shown = sandbox.run(scenes, env=environment, timeout=300).stdout
     coverage.hand_over(run)

@@ -1,17 +1,18 @@
-"""Coverage data of the daemon.
+"""Coverage data of the product, as clang's -Dcoverage=true build writes it.
 
 Each run of the daemon writes into a folder of its own under $BEAMD_COVERAGE_DIR: as "light" it could not
-write into the build folder, nor update what an earlier run wrote as root. Afterwards
+update what an earlier run wrote as root. Afterwards
 
-    coverage.py COVERAGE_DIR BUILD_DIR
+    coverage.py FOLDER MINIMUM BINARY...
 
-adds all runs to the .gcda files of the build folder, where gcovr finds them beside the .gcno files.
+adds up all data below the folder, shows the lines that ran of each file of the product, and fails when they
+are less than MINIMUM percent of all.
 """
 
 from __future__ import annotations
 
+import json
 import os
-import shutil
 import subprocess
 import sys
 import tempfile
@@ -28,6 +29,11 @@ def new_run() -> Path | None:
     return run
 
 
+def variables(run: Path | None) -> dict[str, str]:
+    """What the environment of that run has to say."""
+    return {"LLVM_PROFILE_FILE": f"{run}/%p-%m.profraw"} if run else {}
+
+
 def hand_over(run: Path | None) -> None:
     """Gives what "light" wrote to the user who runs the tests, who is root of the namespace."""
     if run is not None:
@@ -35,35 +41,28 @@ def hand_over(run: Path | None) -> None:
             os.chown(path, 0, 0)
 
 
-def merge(coverage: Path, build: Path) -> int:
-    """Adds the runs under @p coverage to @p build and returns how many they were."""
-    build = build.resolve()
-    runs = sorted(path for path in coverage.iterdir() if any(path.rglob("*.gcda")))
-    # The tests' own data would only make each merge slow.
-    wanted = {path.relative_to(run / build.relative_to("/")) for run in runs for path in run.rglob("*.gcda")}
-    with tempfile.TemporaryDirectory() as work:
-        total = Path(work, "total0")
-        _copy_data(build, total / build.relative_to("/"), wanted)
-        for number, run in enumerate(runs, start=1):
-            merged = Path(work, f"total{number}")
-            if any(total.rglob("*.gcda")):  # gcov-tool refuses an empty folder
-                subprocess.run(["gcov-tool", "merge", total, run, "-o", merged], check=True)
-            else:
-                _copy_data(run, merged)
-            shutil.rmtree(total)
-            total = merged
-        _copy_data(total / build.relative_to("/"), build, wanted)
-    return len(runs)
+def report(folder: Path, minimum: float, binaries: list[str]) -> bool:
+    """Prints the share of each file, and tells whether they reach @p minimum percent together."""
+    total = folder / "total.profdata"
+    # A run that was killed while it wrote leaves half a file.
+    whole = [path for path in folder.rglob("*.profraw") if path.stat().st_size > 0]
+    (folder / "runs").write_text("".join(f"{path}\n" for path in whole))
+    merging = ["llvm-profdata", "merge", "--sparse", "--failure-mode=all", f"--input-files={folder / 'runs'}"]
+    subprocess.run([*merging, "-o", total], check=True)
+    objects = [argument for binary in binaries[1:] for argument in ("-object", binary)]
+    exporting = ["llvm-cov", "export", "--summary-only", "-instr-profile", total, binaries[0], *objects]
+    [data] = json.loads(subprocess.check_output(exporting))["data"]
+    for file in sorted(data["files"], key=lambda file: file["filename"]):
+        print(_line(file["summary"]["lines"], os.path.relpath(file["filename"])))
+    print(_line(data["totals"]["lines"], f"all, of {len(whole)} runs"))
+    return data["totals"]["lines"]["percent"] >= minimum
 
 
-def _copy_data(source: Path, target: Path, wanted: set[Path]) -> None:
-    for name in wanted:
-        if (source / name).exists():
-            (target / name).parent.mkdir(parents=True, exist_ok=True)
-            shutil.copyfile(source / name, target / name)
+def _line(lines: dict[str, float], name: str) -> str:
+    return f"{lines['percent']:6.1f} %  {lines['covered']:5d} of {lines['count']:5d}  {name}"
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3:
-        sys.exit("usage: coverage.py COVERAGE_DIR BUILD_DIR")
-    print(f"{merge(Path(sys.argv[1]), Path(sys.argv[2]))} runs of the daemon added")
+    if len(sys.argv) < 4:
+        sys.exit("usage: coverage.py FOLDER MINIMUM BINARY...")
+    sys.exit(not report(Path(sys.argv[1]), float(sys.argv[2]), sys.argv[3:]))

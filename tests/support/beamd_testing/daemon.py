@@ -164,8 +164,7 @@ class Daemon:
         environment["G_DEBUG"] = "" if self._expected_complaint else "fatal-warnings"
         if platform := os.environ.get("BEAMD_PLATFORM_DIR"):
             environment["LD_LIBRARY_PATH"] = platform
-        if self._coverage:
-            environment["GCOV_PREFIX"] = str(self._coverage)
+        environment |= coverage.variables(self._coverage)
         # A daemon that has closed its standard streams still reports.
         for name in ("ASAN", "UBSAN", "LSAN"):
             options = os.environ.get(f"{name}_OPTIONS", "")

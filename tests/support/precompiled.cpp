@@ -1,0 +1,2 @@
+// What has precompiled.h compiled.
+int main() { return 0; }
