@@ -27,11 +27,11 @@ bool is_open(int descriptor) { return descriptor > 0; }
 
 }  // namespace
 
-FieldOfView::~FieldOfView() {
-  if (watch_ != 0)
-    g_source_remove(watch_);
-  if (pause_ != 0)
-    g_source_remove(pause_);
+FieldOfView::~FieldOfView() { unsubscribe(); }
+
+void FieldOfView::unsubscribe() {
+  g_clear_handle_id(&watch_, g_source_remove);
+  g_clear_handle_id(&pause_, g_source_remove);
   if (!is_open(descriptor_)) {
     g_clear_pointer(&channel_, g_io_channel_unref);
     return;
@@ -43,6 +43,7 @@ FieldOfView::~FieldOfView() {
 }
 
 bool FieldOfView::subscribe(std::function<bool()> on_change) {
+  unsubscribe();
   on_change_ = std::move(on_change);
   if (!open_device() || !register_value() || !watch()) {
     syslog(LOG_ERR, "Failed to initialize data cache");
@@ -90,10 +91,16 @@ bool FieldOfView::watch() {
     syslog(LOG_ERR, "Can't create new GIOChannel");
     return false;
   }
-  watch_ = g_io_add_watch(channel_, G_IO_IN, on_readable, this);
+  watch_ = add_watch();
   if (watch_ == 0)
     syslog(LOG_ERR, "Failed to add watch on GIOChannel");
   return watch_ != 0;
+}
+
+// A device that fails is reported whether it is watched for that or not.
+guint FieldOfView::add_watch() {
+  constexpr auto conditions = static_cast<GIOCondition>(G_IO_IN | G_IO_ERR | G_IO_HUP | G_IO_NVAL);
+  return g_io_add_watch(channel_, conditions, on_event, this);
 }
 
 void FieldOfView::close_device() {
@@ -109,9 +116,9 @@ void FieldOfView::close_device() {
   descriptor_ = -1;
 }
 
-gboolean FieldOfView::on_readable(GIOChannel *, GIOCondition, gpointer user_data) {
+gboolean FieldOfView::on_event(GIOChannel *, GIOCondition condition, gpointer user_data) {
   auto *self = static_cast<FieldOfView *>(user_data);
-  if (self->on_change_())
+  if ((condition & G_IO_IN) != 0 && self->on_change_())
     return G_SOURCE_CONTINUE;
   self->watch_ = 0;
   self->pause_ = g_timeout_add_seconds(kPauseSeconds, on_pause_over, self);
@@ -121,6 +128,6 @@ gboolean FieldOfView::on_readable(GIOChannel *, GIOCondition, gpointer user_data
 gboolean FieldOfView::on_pause_over(gpointer user_data) {
   auto *self = static_cast<FieldOfView *>(user_data);
   self->pause_ = 0;
-  self->watch_ = g_io_add_watch(self->channel_, G_IO_IN, on_readable, self);
+  self->watch_ = self->add_watch();
   return G_SOURCE_REMOVE;
 }

@@ -41,19 +41,22 @@ class FieldOfView {
   FieldOfView &operator=(const FieldOfView &) = delete;
 
   /// Calls @p on_change on the main loop each time there is something to read(). It returns whether it read
-  /// something: if not, the next call comes a second later, so that what nobody reads does not keep the loop
-  /// busy. FALSE, logged at LOG_ERR, when there is nothing to subscribe to; it may then be tried again.
+  /// something: if not, or if the device fails, the next call comes a second later at the earliest, so that
+  /// what nobody reads does not keep the loop busy. FALSE, logged at LOG_ERR, when there is nothing to
+  /// subscribe to; it may then be tried again.
   bool subscribe(std::function<bool()> on_change);
 
   /// The field of view in degrees; none when it cannot be read.
   std::optional<gfloat> read();
 
  private:
+  void unsubscribe();
   bool open_device();
   bool register_value();
   bool watch();
+  guint add_watch();
   void close_device();
-  static gboolean on_readable(GIOChannel *channel, GIOCondition condition, gpointer self);
+  static gboolean on_event(GIOChannel *channel, GIOCondition condition, gpointer self);
   static gboolean on_pause_over(gpointer self);
 
   int descriptor_ = -1;

@@ -56,6 +56,7 @@ gboolean led_2_i2c_activate_light(LedBase *light, gboolean on, GError **) {
 }
 
 void led_2_i2c_update_temperature(LedBase *light) {
+  debug_log("Regulator enabled");
   const double temperature = filter_higher_of_two(light, &filters);
   filters.first = temperature;
   regulate(light, &regulator, LED_2_I2C(light)->regulator.gains, temperature, total_level(light));

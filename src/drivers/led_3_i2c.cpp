@@ -3,14 +3,11 @@
 #include <sys/stat.h>
 #include <syslog.h>
 
-#include <cerrno>
+#include <algorithm>
+#include <array>
 #include <cstdio>
-#include <cstring>
 #include <string>
-#include <vector>
 
-#include "daemon/numbers.h"
-#include "daemon/util.h"
 #include "drivers/attribute_file.h"
 #include "drivers/mcu_board.h"
 #include "drivers/output_table.h"
@@ -20,7 +17,6 @@
 #include "led/board_file.h"
 #include "led/light_error.h"
 #include "led/power_client.h"
-#include "platform/bootblock.h"
 
 struct _Led_3_I2C {
   LedBase parent;
@@ -39,7 +35,6 @@ constexpr const char *kOutputFiles[] = {"led0", "led1", "led2"};
 constexpr gsize kWritingOrder[] = {0, 2, 1};
 constexpr const char *kPoeClassFile = "/var/run/poeclass";
 constexpr SensorLimit kSensors = {2, "sensors"};
-constexpr gint kLeds = 2;
 
 // Of the class, not of the light.
 RegulatorState regulator;
@@ -176,7 +171,7 @@ void led_3_i2c_request_power(LedBase *light) {
 void led_3_i2c_update_temperature(LedBase *light) {
   const auto *self = LED_3_I2C(light);
   const auto total = static_cast<double>(total_of(std::to_array(self->outputs)));
-  if (total == 0.0)
+  if (!begin_tick(light, TRUE, total))
     return;
   regulate(light, &regulator, self->regulator.gains, filter_higher_of_two(light, &filters), total);
 }
@@ -199,7 +194,7 @@ static void led_3_i2c_class_init(Led_3_I2CClass *klass) {
 }
 
 static void led_3_i2c_init(Led_3_I2C *self) {
-  self->parent.nbr_of_leds = kLeds;
+  self->parent.nbr_of_leds = OutputTable::kLeds;
   self->table = new OutputTable;
   self->poe_class_present = TRUE;
 }

@@ -1,6 +1,5 @@
 #include "drivers/led_fisheye_i2c.h"
 
-#include <fcntl.h>
 #include <syslog.h>
 
 #include <cerrno>
@@ -144,7 +143,7 @@ void led_fisheye_i2c_update_temperature(LedBase *light) {
   const auto temperature = filter_highest_of_four(light, &filters, kUnreadableSensor);
   if (!temperature)
     return;
-  const gdouble budget = light->power_intensity * 1000.0;
+  const gdouble budget = granted_milliwatts(light);
   light->power_reduce =
       advance_regulator(light, &regulator, LED_FISHEYE_I2C(light)->gains, *temperature, budget);
   debug_log("total_power=%.2f power_reduce = %.2f, temp = %.2f", budget, light->power_reduce, *temperature);

@@ -88,6 +88,8 @@ bool load_table(LedBase *light, GError **error) {
     return false;
   }
   const auto rows = illumination_table_list(key_file);
+  if (!illumination_table_is_affordable(point_count(rows), light->nbr_of_leds))
+    return false;
   if (!std::all_of(rows.begin(), rows.end(),
                    [&](const auto &row) { return check_row(row, light->nbr_of_leds); }))
     return false;

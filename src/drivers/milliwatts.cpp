@@ -1,5 +1,6 @@
 #include "drivers/milliwatts.h"
 
+#include <algorithm>
 #include <numeric>
 
 #include "daemon/debug.h"
@@ -12,6 +13,11 @@ std::vector<gdouble> requested_milliwatts(LedBase *light) {
   return requested;
 }
 
+gdouble granted_milliwatts(const LedBase *light) {
+  const gdouble milliwatts = light->power_intensity * 1000.0;
+  return milliwatts > 0 ? std::min(milliwatts, gdouble{G_MAXINT}) : 0.0;
+}
+
 void request_milliwatts(LedBase *light, bool is_on) {
   if (!is_on) {
     led_base_send_power_request(light, 0.0);
@@ -19,6 +25,7 @@ void request_milliwatts(LedBase *light, bool is_on) {
   }
   const auto requested = requested_milliwatts(light);
   const gdouble watts = std::accumulate(requested.begin(), requested.end(), 0.0) / 1000.0;
+  light->requested_power = static_cast<gfloat>(watts);
   debug_log("request_power=%.2fW", watts);
   led_base_send_power_request(light, watts);
 }

@@ -4,15 +4,16 @@
 
 #include <array>
 #include <map>
-#include <span>
 #include <utility>
 
 /// What the outputs of a three-output board give, by angle and intensity: a table of cells in equal steps of
 /// both.
 class OutputTable {
  public:
-  /// What a cell gives to outputs 0 and 2, and to output 1.
-  using Cell = std::array<gint, 2>;
+  /// The LEDs of the light: the first has outputs 0 and 2, the second output 1.
+  static constexpr gint kLeds = 2;
+  /// What a cell gives to the outputs of each LED.
+  using Cell = std::array<gint, kLeds>;
 
   OutputTable() = default;
   /// Angles and intensities are divided by @p angle_div and @p intensity_div to find the row and the column.

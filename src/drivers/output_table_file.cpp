@@ -10,6 +10,7 @@
 
 #include "daemon/numbers.h"
 #include "daemon/util.h"
+#include "led/illumination_table.h"
 #include "platform/bootblock.h"
 
 namespace {
@@ -35,7 +36,8 @@ OutputTable::Cell read_cell(GKeyFile *key_file, const gchar *group, const gchar 
   return cell;
 }
 
-void read_row(GKeyFile *key_file, const gchar *group, gsize columns, OutputTable *table) {
+void read_row(GKeyFile *key_file, const gchar *group, gsize columns, const std::string &file_name,
+              OutputTable *table) {
   gsize count = 0;
   g_auto(GStrv) keys = g_key_file_get_keys(key_file, group, &count, nullptr);
   for (gsize i = 0; i < std::min(count, columns); ++i) {
@@ -43,8 +45,8 @@ void read_row(GKeyFile *key_file, const gchar *group, gsize columns, OutputTable
     const gint intensity = parse_int(keys[i]);
     const auto cell = read_cell(key_file, group, keys[i]);
     if (!table->set(table->row_of(angle), table->column_of(intensity), cell))
-      syslog(LOG_ERR, "Angle %d, intensity %d lies outside of the table in illumination.conf", angle,
-             intensity);
+      syslog(LOG_ERR, "Angle %d, intensity %d lies outside of the table in %s", angle, intensity,
+             file_name.c_str());
   }
 }
 
@@ -52,8 +54,9 @@ void read_row(GKeyFile *key_file, const gchar *group, gsize columns, OutputTable
 
 bool load_output_table(OutputTable *table) {
   g_autoptr(GKeyFile) key_file = g_key_file_new();
+  const std::string file_name = file_for_optics();
   if (!load_key_file_logging(
-          file_for_optics().c_str(), key_file,
+          file_name.c_str(), key_file,
           {LOG_ERR, "could not open %s: %s", "Failed reading file", "Could not load data to GKeyFile"}))
     return false;
 
@@ -67,10 +70,13 @@ bool load_output_table(OutputTable *table) {
     return false;
   }
 
+  if (!illumination_table_is_affordable((groups_count - 1) * columns, OutputTable::kLeds))
+    return false;
+
   *table = OutputTable{static_cast<gint>(groups_count - 1), static_cast<gint>(columns),
                        g_key_file_get_integer(key_file, "info", "angle_div", nullptr),
                        g_key_file_get_integer(key_file, "info", "intensity_div", nullptr)};
   for (gsize i = 1; i < groups_count; ++i)
-    read_row(key_file, groups[i], columns, table);
+    read_row(key_file, groups[i], columns, file_name, table);
   return true;
 }

@@ -56,8 +56,8 @@ void regulate(LedBase *light, RegulatorState *state, const RegulatorGains &gains
   rewrite_if_lit(light);
 }
 
-bool begin_tick(LedBase *light, gboolean is_enabled, gint reference) {
-  if (reference == 0)
+bool begin_tick(LedBase *light, gboolean is_enabled, gdouble reference) {
+  if (reference == 0.0)
     return false;
   if (is_enabled) {
     debug_log("Regulator enabled");

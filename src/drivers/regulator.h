@@ -40,7 +40,7 @@ void regulate(LedBase *light, RegulatorState *state, const RegulatorGains &gains
 /// Begins the tick of a light that gives @p reference intensity steps when cool: whether it goes on. A light
 /// that gives none stays as it is. With the regulator disabled nothing is taken off, and a lit light is
 /// written anew.
-bool begin_tick(LedBase *light, gboolean is_enabled, gint reference);
+bool begin_tick(LedBase *light, gboolean is_enabled, gdouble reference);
 
 /// Writes the hardware of a lit light, which has a new reduction.
 void rewrite_if_lit(LedBase *light);

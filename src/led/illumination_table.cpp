@@ -1,10 +1,17 @@
 #include "led/illumination_table.h"
 
+#include <syslog.h>
+
 #include <algorithm>
+#include <numeric>
 
 #include "daemon/numbers.h"
 
 namespace {
+
+// Far more than any board needs.
+constexpr gsize kMostPoints = 1 << 16;
+constexpr gsize kMostLevels = 1 << 20;
 
 constexpr gint kMostLeds = 1024;
 
@@ -63,6 +70,18 @@ std::vector<ListedRow> illumination_table_list(GKeyFile *key_file) {
   for (gsize i = 1; i < groups_count; ++i)
     rows.push_back(list_row(key_file, groups[i]));
   return rows;
+}
+
+gsize point_count(const std::vector<ListedRow> &rows) {
+  return std::accumulate(rows.begin(), rows.end(), gsize{0},
+                         [](gsize sum, const ListedRow &row) { return sum + row.points.size(); });
+}
+
+bool illumination_table_is_affordable(gsize points, gint leds) {
+  const bool fits = points <= kMostPoints && points * static_cast<gsize>(leds) <= kMostLevels;
+  if (!fits)
+    syslog(LOG_ERR, "Too many intensities in illumination.conf: %zu for %d leds", points, leds);
+  return fits;
 }
 
 IlluminationRow *illumination_table_new(const std::vector<ListedRow> &rows, gint leds) {

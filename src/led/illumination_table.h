@@ -45,6 +45,13 @@ gint illumination_table_led_count(GKeyFile *key_file, GError **error);
 /// What is no number counts as 0.
 std::vector<ListedRow> illumination_table_list(GKeyFile *key_file);
 
+/// How many intensity points @p rows have.
+gsize point_count(const std::vector<ListedRow> &rows);
+
+/// Whether a table of @p points for @p leds LEDs has a size that some board may need, rather than one that
+/// takes the memory of everybody else. If not, it is logged at LOG_ERR.
+bool illumination_table_is_affordable(gsize points, gint leds);
+
 /// A new table of @p rows for a light of @p leds LEDs: levels that are missing are 0, surplus ones are left
 /// out. To be freed with illumination_table_free().
 IlluminationRow *illumination_table_new(const std::vector<ListedRow> &rows, gint leds);

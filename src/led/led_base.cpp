@@ -117,6 +117,7 @@ static void led_base_dispose(GObject *object) {
   g_clear_pointer(&self->state, g_key_file_unref);
   g_clear_pointer(&self->defaults, g_key_file_unref);
   g_clear_pointer(&self->introspection, g_dbus_node_info_unref);
+  self->nbr_of_temp_sensors = 0;
   g_clear_pointer(&self->temp_sensor_ids, g_free);
   g_clear_pointer(&self->temp_sensor_temps, g_free);
   light_events_undeclare(self);

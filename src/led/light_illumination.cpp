@@ -17,9 +17,6 @@
 namespace {
 
 constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
-// Far more than any board needs; a file that asks for more would take the memory of everybody else.
-constexpr gsize kMostPoints = 1 << 16;
-constexpr gsize kMostLevels = 1 << 20;
 constexpr gint kFirstAngle = 0;
 constexpr gint kLastAngle = 100;
 
@@ -31,16 +28,6 @@ gint read_led_count(GKeyFile *key_file, const char *complaint) {
   if (error != nullptr)
     syslog(LOG_ERR, complaint, error->message);
   return leds;
-}
-
-bool is_affordable(const std::vector<ListedRow> &rows, gint leds) {
-  const gsize points =
-      std::accumulate(rows.begin(), rows.end(), gsize{0},
-                      [](gsize sum, const ListedRow &row) { return sum + row.points.size(); });
-  const bool fits = points <= kMostPoints && points * static_cast<gsize>(leds) <= kMostLevels;
-  if (!fits)
-    syslog(LOG_ERR, "Too many intensities in illumination.conf: %zu for %d leds", points, leds);
-  return fits;
 }
 
 void check_angle(const std::vector<ListedRow> &rows, gsize index, bool lone_row_lacks_last_angle) {
@@ -117,7 +104,7 @@ bool light_illumination_load(LedBase *light, const IlluminationTexts &texts) {
 
   light->nbr_of_leds = read_led_count(key_file, texts.leds);
   const auto rows = illumination_table_list(key_file);
-  if (!is_affordable(rows, light->nbr_of_leds))
+  if (!illumination_table_is_affordable(point_count(rows), light->nbr_of_leds))
     return false;
   check_rows(rows, light->nbr_of_leds, texts.lone_row_lacks_last_angle);
   light->illumination_table = illumination_table_new(rows, light->nbr_of_leds);

@@ -12,7 +12,7 @@ const Line kDefaultConfig{LOG_INFO, kNoOptics};
 
 Line outside(int angle, int intensity) {
   return {LOG_ERR, "Angle " + std::to_string(angle) + ", intensity " + std::to_string(intensity) +
-                       " lies outside of the table in illumination.conf"};
+                       " lies outside of the table in /etc/beamd/illumination.conf"};
 }
 
 class Led3I2cFiles : public ThreeOutputs {
