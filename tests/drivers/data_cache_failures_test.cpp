@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 
+#include <cstdlib>
+
 #include "daemon/unique_fd.h"
 #include "support/data_cache_fixture.h"
 
@@ -77,6 +79,56 @@ TEST_F(DataCache, MayBeSubscribedToAfterAFailure) {
   EXPECT_FALSE(subscribe());
   fake_data_cache().register_result = 5;
   EXPECT_TRUE(subscribe());
+  fake_data_cache().tell(30.0F);
+  run_until_called(1);
+  EXPECT_THAT(degrees_, ElementsAre(30.0F));
+}
+
+TEST_F(DataCache, MayBeSubscribedToAgainWithoutTheFirstWatch) {
+  refusing_glib().refuses_watches = true;
+  EXPECT_FALSE(subscribe());
+  refusing_glib().refuses_watches = false;
+  EXPECT_TRUE(subscribe());
+  EXPECT_THAT(open_devices(), SizeIs(1));
+}
+
+// A device that fails is always ready, without having anything to be read.
+
+/// In the place of the device while it lives: the end of a pipe that has hung up.
+class HangUp {
+ public:
+  explicit HangUp(int device) : device_{device}, kept_{fcntl(device, F_DUPFD_CLOEXEC, 3)} {
+    int ends[2] = {-1, -1};
+    if (pipe(ends) != 0)
+      std::abort();
+    const UniqueFd read_end{ends[0]};
+    close(ends[1]);
+    dup2(read_end.get(), device_);
+  }
+  ~HangUp() { dup2(kept_.get(), device_); }
+  HangUp(const HangUp &) = delete;
+  HangUp &operator=(const HangUp &) = delete;
+
+ private:
+  int device_;
+  UniqueFd kept_;
+};
+
+TEST_F(DataCache, HangUpPausesTheWatch) {
+  EXPECT_TRUE(subscribe());
+  const HangUp hang_up{open_devices().at(0)};
+  run_main_loop_until([] { return refusing_glib().last_timeout != 0; });
+  EXPECT_FALSE(is_source(refusing_glib().last_watch));
+  EXPECT_TRUE(is_source(refusing_glib().last_timeout));
+  EXPECT_EQ(calls_, 0);
+}
+
+TEST_F(DataCache, IsFollowedAgainAfterAHangUp) {
+  EXPECT_TRUE(subscribe());
+  {
+    const HangUp hang_up{open_devices().at(0)};
+    run_main_loop_until([] { return refusing_glib().last_timeout != 0; });
+  }
   fake_data_cache().tell(30.0F);
   run_until_called(1);
   EXPECT_THAT(degrees_, ElementsAre(30.0F));

@@ -191,6 +191,19 @@ TEST_F(SysfsConfig, TakesTheFirstGroupForTheInfoWhateverItsName) {
   EXPECT_EQ(table_text(), "[0] 0: 1\n[20] 100: 2\n");
 }
 
+TEST_F(SysfsConfig, RefusesATableThatNoBoardNeeds) {
+  std::string rows = "[10]\n";
+  for (int intensity = 0; intensity <= 1 << 16; ++intensity)
+    rows += std::to_string(intensity) + "=\n";
+  write_table(rows);
+  EXPECT_EQ(set_up(light_), kFailed);
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(Line{LOG_INFO, kNoDimming},
+                          Line{LOG_ERR, "Too many intensities in illumination.conf: 65537 for 3 leds"}));
+  EXPECT_EQ(light_->illumination_table, nullptr);
+  expect_untouched();
+}
+
 TEST_F(SysfsConfig, IsRefusedAWrongNumberOfLevels) {
   const std::pair<const char *, int> cases[] = {
       {"[10]\n0=0;0;0;\n100=1;2;\n", 2},
