@@ -78,8 +78,6 @@ std::vector<gint> levels_at_angle(const IlluminationRow *table, gint angle, std:
     return row_levels(*lower, requested);
 
   std::vector<gint> levels = row_levels(*upper, requested);
-  if (upper->angle == lower->angle)
-    return levels;
   const std::vector<gint> below = row_levels(*lower, requested);
   for (gsize led = 0; led < levels.size(); ++led)
     levels[led] = interpolate(below[led], levels[led], gint64{angle} - lower->angle,

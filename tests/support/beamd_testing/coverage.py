@@ -50,10 +50,11 @@ def report(folder: Path, minimum: float, binaries: list[str]) -> bool:
     merging = ["llvm-profdata", "merge", "--sparse", "--failure-mode=all", f"--input-files={folder / 'runs'}"]
     subprocess.run([*merging, "-o", total], check=True)
     objects = [argument for binary in binaries[1:] for argument in ("-object", binary)]
-    exporting = ["llvm-cov", "export", "--summary-only", "-instr-profile", total, binaries[0], *objects]
-    [data] = json.loads(subprocess.check_output(exporting))["data"]
+    exporting = ["llvm-cov", "export", "--summary-only", "--ignore-filename-regex=^/usr/", "-instr-profile", total]
+    [data] = json.loads(subprocess.check_output([*exporting, binaries[0], *objects]))["data"]
     for file in sorted(data["files"], key=lambda file: file["filename"]):
-        print(_line(file["summary"]["lines"], os.path.relpath(file["filename"])))
+        if file["summary"]["lines"]["count"]:
+            print(_line(file["summary"]["lines"], os.path.relpath(file["filename"])))
     print(_line(data["totals"]["lines"], f"all, of {len(whole)} runs"))
     return data["totals"]["lines"]["percent"] >= minimum
 
