@@ -165,6 +165,8 @@ class Daemon:
         if platform := os.environ.get("BEAMD_PLATFORM_DIR"):
             environment["LD_LIBRARY_PATH"] = platform
         environment |= coverage.variables(self._coverage)
+        # Valgrind names its files after the process, which has the same number in every sandbox.
+        environment["TMPDIR"] = str(self._reports)
         # A daemon that has closed its standard streams still reports.
         for name in ("ASAN", "UBSAN", "LSAN"):
             options = os.environ.get(f"{name}_OPTIONS", "")
