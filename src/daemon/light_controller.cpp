@@ -10,11 +10,15 @@
 #include "daemon/numbers.h"
 #include "drivers/led_1_i2c.h"
 #include "drivers/led_1_pwm.h"
+#include "drivers/led_2_camblock_i2c.h"
 #include "drivers/led_2_i2c.h"
+#include "drivers/led_2_uart.h"
 #include "drivers/led_3_i2c.h"
 #include "drivers/led_bl.h"
+#include "drivers/led_camblock_i2c.h"
 #include "drivers/led_dummy.h"
 #include "drivers/led_fisheye_i2c.h"
+#include "drivers/led_serial_link.h"
 #include "drivers/led_sysfs.h"
 #include "led/led_setup.h"
 #include "led/light_error.h"
@@ -37,10 +41,18 @@ struct LedType {
 
 // A getter registers its class, so only the configured classes are ever registered.
 constexpr LedType kLedTypes[] = {
-    {"Dummy", led_dummy_get_type},    {"Tarsil", led_3_i2c_get_type},
-    {"LED1I2C", led_1_i2c_get_type},  {"LED2I2C", led_2_i2c_get_type},
-    {"LEDBL", led_bl_get_type},       {"LEDFISHEYEI2C", led_fisheye_i2c_get_type},
-    {"LEDSYSFS", led_sysfs_get_type}, {"LED1PWM", led_1_pwm_get_type},
+    {"Dummy", led_dummy_get_type},
+    {"Tarsil", led_3_i2c_get_type},
+    {"LED1I2C", led_1_i2c_get_type},
+    {"LED2I2C", led_2_i2c_get_type},
+    {"LED2UART", led_2_uart_get_type},
+    {"LED2CAMBLOCKI2C", led_2_camblock_i2c_get_type},
+    {"LEDCAMBLOCKI2C", led_camblock_i2c_get_type},
+    {"LEDBL", led_bl_get_type},
+    {"LEDFISHEYEI2C", led_fisheye_i2c_get_type},
+    {"LEDSYSFS", led_sysfs_get_type},
+    {"LED1PWM", led_1_pwm_get_type},
+    {"LEDSERIALLINK", led_serial_link_get_type},
 };
 
 const LedType *find_led_type(std::string_view name) {

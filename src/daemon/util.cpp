@@ -118,31 +118,38 @@ bool sync_folder_of(const std::string &path) {
 
 }  // namespace
 
-bool load_key_file_logging(const char *path, GKeyFile *key_file, const KeyFileMessages &messages) {
+std::optional<std::string> read_file_logging(const char *path, const KeyFileMessages &messages) {
   const char *reason = nullptr;
   g_autoptr(GIOChannel) channel = open_channel(path, &reason);
   if (!channel) {
     syslog(messages.open_priority, messages.open, path, reason);
-    return false;
+    return std::nullopt;
   }
 
   std::string read_reason;
-  const auto text = read_all(channel, &read_reason);
-  if (!text) {
+  auto text = read_all(channel, &read_reason);
+  if (!text)
     syslog(LOG_ERR, messages.read, path, read_reason.c_str());
-    return false;
-  }
+  return text;
+}
 
+bool parse_key_file_logging(const char *path, const std::string &text, GKeyFile *key_file,
+                            const KeyFileMessages &messages) {
   // GLib keeps what came before a bad line, and one key file cannot be moved into another: a scratch one is
   // parsed first.
   g_autoptr(GKeyFile) scratch = g_key_file_new();
   g_autoptr(GError) error = nullptr;
-  if (!g_key_file_load_from_data(scratch, text->data(), text->size(), G_KEY_FILE_NONE, &error) ||
-      !g_key_file_load_from_data(key_file, text->data(), text->size(), G_KEY_FILE_NONE, &error)) {
+  if (!g_key_file_load_from_data(scratch, text.data(), text.size(), G_KEY_FILE_NONE, &error) ||
+      !g_key_file_load_from_data(key_file, text.data(), text.size(), G_KEY_FILE_NONE, &error)) {
     syslog(LOG_ERR, messages.parse, path, error->message);
     return false;
   }
   return true;
+}
+
+bool load_key_file_logging(const char *path, GKeyFile *key_file, const KeyFileMessages &messages) {
+  const auto text = read_file_logging(path, messages);
+  return text && parse_key_file_logging(path, *text, key_file, messages);
 }
 
 gboolean util_load_key_file(const char *path, GKeyFile *key_file) {

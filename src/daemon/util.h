@@ -2,6 +2,9 @@
 
 #include <glib.h>
 
+#include <optional>
+#include <string>
+
 /// What is logged when a key file cannot be opened, read or parsed: printf formats that may take the path and
 /// GLib's reason, in this order. Reading and parsing are logged at LOG_ERR.
 struct KeyFileMessages {
@@ -11,8 +14,16 @@ struct KeyFileMessages {
   const char *parse;
 };
 
+/// The text of the file at @p path; none when it cannot be opened or read, which is logged.
+std::optional<std::string> read_file_logging(const char *path, const KeyFileMessages &messages);
+
+/// Parses @p text, which was read from @p path, into @p key_file (the caller's). On failure, which is logged,
+/// @p key_file keeps what it held before, also when the text is broken only towards its end.
+bool parse_key_file_logging(const char *path, const std::string &text, GKeyFile *key_file,
+                            const KeyFileMessages &messages);
+
 /// Reads and parses the file at @p path into @p key_file (the caller's). On failure, which is logged, @p
-/// key_file keeps what it held before, also when the file is broken only towards its end.
+/// key_file keeps what it held before.
 bool load_key_file_logging(const char *path, GKeyFile *key_file, const KeyFileMessages &messages);
 
 G_BEGIN_DECLS

@@ -29,12 +29,8 @@ gboolean led_2_i2c_setup(LedBase *light, GError **error) {
   return set_up_mcu_board(light, kBoard, &LED_2_I2C(light)->regulator, error);
 }
 
-gdouble total_level(const LedBase *light) {
-  return static_cast<gdouble>(led_level(light, 0)) + led_level(light, 1);
-}
-
 gint channel_value(const LedBase *light, gint channel, gboolean on) {
-  const gdouble total = total_level(light);
+  const gdouble total = two_led_level(light);
   if (!on || !(total > 0))
     return 0;
   const gint level = led_level(light, channel);
@@ -59,7 +55,7 @@ void led_2_i2c_update_temperature(LedBase *light) {
   debug_log("Regulator enabled");
   const double temperature = filter_higher_of_two(light, &filters);
   filters.first = temperature;
-  regulate(light, &regulator, LED_2_I2C(light)->regulator.gains, temperature, total_level(light));
+  regulate(light, &regulator, LED_2_I2C(light)->regulator.gains, temperature, two_led_level(light));
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "drivers/hardware_config.h"
 #include "drivers/led_path.h"
 #include "drivers/led_sysfs_rules.h"
+#include "drivers/level_share.h"
 #include "drivers/regulator.h"
 #include "drivers/temperature.h"
 #include "led/light_error.h"
@@ -242,7 +243,7 @@ double filtered_reading(LedBase *light, gint sensor) {
   const double previous = led_base_get_temp_senor_temp(light, sensor);
   const gint32 id = light->temp_sensor_ids[sensor];
   if (previous != kUnseeded)
-    return 0.2 * read_temperature(id) + 0.8 * previous;
+    return low_pass_rounded_twice(previous, read_temperature(id));
   return id >= 0 ? read_temperature(id) : kUnseeded;
 }
 

@@ -47,7 +47,3 @@ SysfsPowers within_allowance(const SysfsPowers &powers, gint allowed) {
     scaled[led] = to_int(gdouble(powers[led]) / gdouble(sum) * gdouble(allowed));
   return scaled;
 }
-
-gint after_reduction(gint power, gdouble sum, gdouble reduction) {
-  return to_int(std::fma(-(power / sum), reduction, gdouble(power)));
-}

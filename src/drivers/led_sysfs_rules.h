@@ -35,7 +35,3 @@ gint64 sum_of(const SysfsPowers &powers);
 
 /// @p powers scaled down to @p allowed milliwatts, if they are more.
 SysfsPowers within_allowance(const SysfsPowers &powers, gint allowed);
-
-/// What is left of @p power, a part of @p sum, after @p reduction milliwatts are shared out over the whole;
-/// may be below 0.
-gint after_reduction(gint power, gdouble sum, gdouble reduction);

@@ -26,7 +26,7 @@ void configure_regulator(LedBase *light, GKeyFile *dimming, const SensorLimit &l
   config->enabled = g_key_file_get_boolean(dimming, kGroup, "enabled", nullptr);
   light->temp_sample_time = g_key_file_get_integer(dimming, kGroup, "sample_time", nullptr);
   const gint sensors = led_base_conf_temp_sensor_ids(light, dimming, nullptr);
-  if (sensors > limit.most)
+  if (limit.is_exact ? sensors != limit.most : sensors > limit.most)
     syslog(LOG_WARNING, "Expected at most %d temperature %s, but found %d.", limit.most, limit.noun, sensors);
   config->gains.k_p = g_key_file_get_double(dimming, kGroup, "k_p", nullptr);
   config->gains.k_i = g_key_file_get_double(dimming, kGroup, "k_i", nullptr);

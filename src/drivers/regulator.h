@@ -16,13 +16,14 @@ struct RegulatorConfig {
 struct SensorLimit {
   gint most;
   const char *noun;
+  bool is_exact = false;  ///< fewer are warned about as well
 };
 
 /// Loads /etc/beamd/dimming.conf into @p dimming (the caller's); FALSE when that failed, logged at LOG_ERR.
 bool load_dimming_config(GKeyFile *dimming);
 
 /// Takes over group "regulator" of @p dimming: `temp_sample_time`, the sensors and @p config; what is missing
-/// is 0. More sensors than @p limit are warned about and kept.
+/// is 0. More sensors than @p limit allows are warned about and kept.
 void configure_regulator(LedBase *light, GKeyFile *dimming, const SensorLimit &limit,
                          RegulatorConfig *config);
 

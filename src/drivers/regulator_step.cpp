@@ -44,4 +44,6 @@ RegulatorStep regulator_step(const RegulatorState &state, const RegulatorGains &
 
 double low_pass(double filtered, double reading) { return std::fma(reading, 0.2, 0.8 * filtered); }
 
+double low_pass_rounded_twice(double filtered, double reading) { return 0.2 * reading + 0.8 * filtered; }
+
 double low_pass_in_fifths(double filtered, double reading) { return filtered * 4.0 / 5.0 + reading / 5.0; }

@@ -38,5 +38,8 @@ RegulatorStep regulator_step(const RegulatorState &state, const RegulatorGains &
 /// Four fifths of @p filtered and one fifth of @p reading, rounded once less than written out.
 double low_pass(double filtered, double reading);
 
-/// The same without the saved rounding, in fifths.
+/// The same without the saved rounding.
+double low_pass_rounded_twice(double filtered, double reading);
+
+/// The same in fifths.
 double low_pass_in_fifths(double filtered, double reading);

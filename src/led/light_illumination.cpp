@@ -22,11 +22,13 @@ constexpr gint kLastAngle = 100;
 
 constexpr IlluminationTexts kTexts = {"failed reading file", "Failed to get number of leds %s", false};
 
-gint read_led_count(GKeyFile *key_file, const char *complaint) {
+gint read_led_count(GKeyFile *key_file, const IlluminationTexts &texts) {
   g_autoptr(GError) error = nullptr;
   const gint leds = illumination_table_led_count(key_file, &error);
   if (error != nullptr)
-    syslog(LOG_ERR, complaint, error->message);
+    syslog(LOG_ERR, texts.leds, error->message);
+  if (texts.mismatch != nullptr && leds != texts.expected_leds)
+    syslog(LOG_ERR, "%s", texts.mismatch);
   return leds;
 }
 
@@ -102,7 +104,7 @@ bool light_illumination_load(LedBase *light, const IlluminationTexts &texts) {
           {LOG_ERR, "could not open %s: %s", texts.read, "Could not load data to GKeyFile"}))
     return false;
 
-  light->nbr_of_leds = read_led_count(key_file, texts.leds);
+  light->nbr_of_leds = read_led_count(key_file, texts);
   const auto rows = illumination_table_list(key_file);
   if (!illumination_table_is_affordable(point_count(rows), light->nbr_of_leds))
     return false;
@@ -114,6 +116,10 @@ bool light_illumination_load(LedBase *light, const IlluminationTexts &texts) {
 
 gint led_level(const LedBase *light, gint led) {
   return light->led_intensities != nullptr && led < light->nbr_of_leds ? light->led_intensities[led] : 0;
+}
+
+gdouble two_led_level(const LedBase *light) {
+  return static_cast<gdouble>(led_level(light, 0)) + led_level(light, 1);
 }
 
 gboolean light_illumination_setup(LedBase *light, GError **error) {

@@ -12,6 +12,9 @@ struct IlluminationTexts {
   /// Whether a lone row always lacks the last angle; else only one of angle 0 does, since any other is
   /// already complained about as the first.
   bool lone_row_lacks_last_angle;
+  /// How many LEDs there should be, and what is said when there are not; nothing without such a text.
+  gint expected_leds = 0;
+  const char *mismatch = nullptr;
 };
 
 /// Loads /etc/beamd/illumination.conf into `nbr_of_leds`, `illumination_table` and `led_intensities`. A table
@@ -22,6 +25,9 @@ bool light_illumination_load(LedBase *light, const IlluminationTexts &texts);
 
 /// What the last calculation gave LED @p led; 0 for one that is not there.
 gint led_level(const LedBase *light, gint led);
+
+/// What the last calculation gave the first two LEDs together.
+gdouble two_led_level(const LedBase *light);
 
 /// A light's own `setup`: looks for the illumination board, loads the table and, when the light uses power
 /// requests, connects to the power daemon. Whatever fails, the rest is done. FALSE with error
