@@ -20,7 +20,7 @@ constexpr KeyFileMessages kMessages = {LOG_ERR, "could not open %s: %s", "Failed
                                        "Could not load data to GKeyFile"};
 
 UniqueFd open_device(const CamblockDevice &device) {
-  if (device.bus < 0) {
+  if (!device.is_known) {
     errno = ENODEV;
     return {};
   }
@@ -41,12 +41,24 @@ bool load_camblock_config(GKeyFile *key_file, const LightControlTexts &texts, bo
   return parse_key_file_logging(kConfigFile, *text, key_file, kMessages);
 }
 
-bool read_camblock_key(GKeyFile *key_file, const CamblockKey &key, const char *complaint) {
-  g_autoptr(GError) error = nullptr;
-  *key.value = g_key_file_get_integer(key_file, "i2c_info", key.name, &error);
-  if (error != nullptr)
-    syslog(LOG_ERR, complaint, key.name, error->message);
-  return error == nullptr;
+bool read_camblock_keys(GKeyFile *key_file, std::span<const CamblockKey> keys, const char *complaint) {
+  for (const CamblockKey &key : keys) {
+    g_autoptr(GError) error = nullptr;
+    *key.value = g_key_file_get_integer(key_file, "i2c_info", key.name, &error);
+    if (error != nullptr) {
+      syslog(LOG_ERR, complaint, key.name, error->message);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool read_camblock_device(GKeyFile *key_file, CamblockDevice *device, const char *complaint) {
+  const CamblockKey keys[] = {{"camblockI2Cbus", &device->bus},
+                              {"camblockI2Caddress", &device->address},
+                              {"camblocksubdevice", &device->subdevice}};
+  device->is_known = read_camblock_keys(key_file, keys, complaint);
+  return device->is_known;
 }
 
 CamblockLink::CamblockLink(const CamblockDevice &device) : device_{device}, file_{open_device(device)} {}

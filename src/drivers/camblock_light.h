@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "daemon/unique_fd.h"
 #include "drivers/regulator.h"
 #include "drivers/temperature.h"
@@ -8,8 +10,9 @@
 /// What the lights on a camera block share: LEDs with two registers each on its light controller, named in
 /// /etc/beamd/camblock.conf.
 
-/// The light controller; `bus` is -1 until camblock.conf has been read.
+/// The light controller, as "i2c_info" of camblock.conf tells; the low bytes of its numbers count.
 struct CamblockDevice {
+  gboolean is_known;  ///< FALSE until all of it has been read: it then counts as one that is not there
   gint bus;
   gint address;
   gint subdevice;
@@ -39,9 +42,12 @@ struct LightControlTexts {
 bool load_camblock_config(GKeyFile *key_file, const LightControlTexts &texts, bool *is_enabled,
                           GError **error);
 
-/// Reads @p key from group "i2c_info". FALSE, logged at LOG_ERR as @p complaint, which takes the key's name
-/// and the reason.
-bool read_camblock_key(GKeyFile *key_file, const CamblockKey &key, const char *complaint);
+/// Reads @p keys from group "i2c_info", in this order. FALSE at the first that cannot be read, logged at
+/// LOG_ERR as @p complaint, which takes the key's name and the reason.
+bool read_camblock_keys(GKeyFile *key_file, std::span<const CamblockKey> keys, const char *complaint);
+
+/// Reads @p device likewise.
+bool read_camblock_device(GKeyFile *key_file, CamblockDevice *device, const char *complaint);
 
 /// An open light controller.
 class CamblockLink {

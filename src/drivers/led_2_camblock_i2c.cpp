@@ -28,19 +28,16 @@ constexpr SensorLimit kSensors = {1, "sensor"};
 // Of the class, not of the light.
 CamblockRegulator regulator;
 
-bool read_keys(Led_2_CAMBLOCK_I2C *self, GKeyFile *key_file) {
-  const CamblockKey keys[] = {
-      {"camblockI2Cbus", &self->device.bus},
-      {"camblockI2Caddress", &self->device.address},
-      {"camblocksubdevice", &self->device.subdevice},
+bool read_hardware(Led_2_CAMBLOCK_I2C *self, GKeyFile *key_file) {
+  constexpr const char *kComplaint = "Failed to get %s from file: %s";
+  const CamblockKey registers[] = {
       {"camblocksubdevice_led0_enable_disable_reg", &self->registers[0].enable_register},
       {"camblocksubdevice_led0_power_reg", &self->registers[0].power_register},
       {"camblocksubdevice_led1_enable_disable_reg", &self->registers[1].enable_register},
       {"camblocksubdevice_led1_power_reg", &self->registers[1].power_register},
   };
-  return std::all_of(std::begin(keys), std::end(keys), [&](const CamblockKey &key) {
-    return read_camblock_key(key_file, key, "Failed to get %s from file: %s");
-  });
+  return read_camblock_device(key_file, &self->device, kComplaint) &&
+         read_camblock_keys(key_file, registers, kComplaint);
 }
 
 gboolean led_2_camblock_i2c_setup(LedBase *light, GError **error) {
@@ -50,7 +47,7 @@ gboolean led_2_camblock_i2c_setup(LedBase *light, GError **error) {
   if (!load_camblock_config(key_file, kLightControl, &is_enabled, error))
     return FALSE;
   // A light that lacks a register is kept, and stays dark.
-  if (!read_keys(self, key_file))
+  if (!read_hardware(self, key_file))
     return is_enabled;
   return light_illumination_load(light, kIllumination) &&
          set_up_regulator(light, kSensors, &self->regulator) && is_enabled;
@@ -104,4 +101,4 @@ static void led_2_camblock_i2c_class_init(Led_2_CAMBLOCK_I2CClass *klass) {
   base->update_temperature = led_2_camblock_i2c_update_temperature;
 }
 
-static void led_2_camblock_i2c_init(Led_2_CAMBLOCK_I2C *self) { self->device.bus = -1; }
+static void led_2_camblock_i2c_init(Led_2_CAMBLOCK_I2C *) {}

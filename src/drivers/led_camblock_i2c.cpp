@@ -58,13 +58,6 @@ bool read_registers(Led_CAMBLOCK_I2C *self, GKeyFile *key_file) {
   return true;
 }
 
-bool read_device(GKeyFile *key_file, CamblockDevice *device) {
-  constexpr const char *kComplaint = "Could not read param '%s'";
-  return read_camblock_key(key_file, {"camblockI2Cbus", &device->bus}, kComplaint) &&
-         read_camblock_key(key_file, {"camblockI2Caddress", &device->address}, kComplaint) &&
-         read_camblock_key(key_file, {"camblocksubdevice", &device->subdevice}, kComplaint);
-}
-
 bool probe_leds(const Led_CAMBLOCK_I2C *self) {
   const CamblockLink link{self->device};
   if (!link)
@@ -97,7 +90,8 @@ gboolean led_camblock_i2c_setup(LedBase *light, GError **error) {
   g_autoptr(GKeyFile) key_file = g_key_file_new();
   bool is_enabled = false;
   return load_camblock_config(key_file, kLightControl, &is_enabled, error) &&
-         read_registers(self, key_file) && read_device(key_file, &self->device) &&
+         read_registers(self, key_file) &&
+         read_camblock_device(key_file, &self->device, "Could not read param '%s'") &&
          find_hardware(self, error) && load_illumination(self) &&
          set_up_regulator(light, {self->register_count, "sensors", true}, &self->regulator) && is_enabled;
 }
@@ -107,10 +101,10 @@ gint driven_leds(const Led_CAMBLOCK_I2C *self) {
   return std::min(self->register_count, self->parent.nbr_of_leds);
 }
 
-gdouble total_power(const Led_CAMBLOCK_I2C *self) {
+gdouble total_power(const LedBase *light) {
   gdouble sum = 0.0;
-  for (gint led = 0; led < driven_leds(self); ++led)
-    sum += led_level(&self->parent, led);
+  for (gint led = 0; led < light->nbr_of_leds; ++led)
+    sum += led_level(light, led);
   return sum;
 }
 
@@ -149,7 +143,7 @@ gboolean led_camblock_i2c_activate_light(LedBase *light, gboolean on, GError **)
     syslog(LOG_ERR, "Failed to open device %m");
     return FALSE;
   }
-  const gdouble sum = total_power(self);
+  const gdouble sum = total_power(light);
   const bool is_lit = on && sum > 0;
   for (gint led = 0; led < driven_leds(self); ++led)
     if (!(is_lit ? light_led(self, link, led, sum) : darken_led(self, link, led)))
@@ -177,4 +171,4 @@ static void led_camblock_i2c_class_init(Led_CAMBLOCK_I2CClass *klass) {
   G_OBJECT_CLASS(klass)->finalize = led_camblock_i2c_finalize;
 }
 
-static void led_camblock_i2c_init(Led_CAMBLOCK_I2C *self) { self->device.bus = -1; }
+static void led_camblock_i2c_init(Led_CAMBLOCK_I2C *) {}

@@ -7,7 +7,7 @@
 
 struct _LedSerialLink {
   LedBase parent;
-  gboolean has_backend;  // and gives it back in the end
+  gboolean has_backend;  // one of its users, until dispose
 };
 
 G_DEFINE_FINAL_TYPE(LedSerialLink, led_serial_link, LED_TYPE_BASE)

@@ -9,6 +9,7 @@
 //   fail REQUEST ERRNO                             let funcs, slave, transfer, subscribe, unsubscribe or read
 //   fail
 //                                                  with that number from now on; 0: work again
+//   fail reading PATH SLAVE SUBDEVICE REGISTER ERRNO   the same for reading that register, or "writing" it
 //   hfov DEGREES                                   change the field of view; the data cache becomes readable
 // Reports on stdout, one a line:
 //   slave PATH SLAVE                               a slave was addressed
@@ -61,6 +62,10 @@ class CameraBlocks {
     registers_[{bus, slave, subdevice & ~kDirectionBit, number}] = static_cast<std::uint16_t>(value);
   }
 
+  void set_error(bool is_reading, const std::string &bus, int slave, int subdevice, int number, int error) {
+    errors_[{is_reading, {bus, slave, subdevice & ~kDirectionBit, number}}] = error;
+  }
+
   IoctlResult serve(const IoctlCall &call) {
     switch (call.request()) {
       case I2C_FUNCS:
@@ -88,28 +93,35 @@ class CameraBlocks {
     Register selected{call.path(), 0, 0, 0};
     for (std::uint32_t i = 0; i < data->nmsgs; ++i) {
       const auto message = call.read<i2c_msg>(reinterpret_cast<std::uintptr_t>(data->msgs + i));
-      if (!message || !pass(call, *message, selected))
-        return IoctlResult::failure(EFAULT);
+      const int error = message ? pass(call, *message, selected) : EFAULT;
+      if (error != 0)
+        return IoctlResult::failure(error);
     }
     return IoctlResult::value(static_cast<int>(data->nmsgs));
   }
 
-  bool pass(const IoctlCall &call, const i2c_msg &message, Register &selected) {
+  /// Returns the number of what went wrong, 0 for nothing.
+  int pass(const IoctlCall &call, const i2c_msg &message, Register &selected) {
     const auto address = reinterpret_cast<std::uintptr_t>(message.buf);
     std::array<std::uint8_t, kLargestMessage> bytes{};
     const std::size_t size = std::min<std::size_t>(message.len, bytes.size());
     if ((message.flags & I2C_M_RD) != 0) {
+      if (const int error = errors_[{true, selected}])
+        return error;
       const std::uint16_t value = registers_[selected];
       bytes[0] = static_cast<std::uint8_t>(value & 0xff);
       bytes[1] = static_cast<std::uint8_t>(value >> 8);
-      return call.write_bytes(address, bytes.data(), size);
+      return call.write_bytes(address, bytes.data(), size) ? 0 : EFAULT;
     }
     if (!call.read_bytes(address, bytes.data(), size))
-      return false;
+      return EFAULT;
     selected = {call.path(), message.addr, bytes[0] & ~kDirectionBit, bytes[1]};
-    if (size >= 4)
-      store(selected, static_cast<std::uint16_t>(bytes[2] | bytes[3] << 8));
-    return true;
+    if (size < 4)
+      return 0;
+    if (const int error = errors_[{false, selected}])
+      return error;
+    store(selected, static_cast<std::uint16_t>(bytes[2] | bytes[3] << 8));
+    return 0;
   }
 
   void store(const Register &where, std::uint16_t value) {
@@ -120,6 +132,7 @@ class CameraBlocks {
   }
 
   std::map<Register, std::uint16_t> registers_;
+  std::map<std::pair<bool, Register>, int> errors_;  // of reading and of writing
 };
 
 /// A device that is readable while it has news. A byte in the FIFO makes it so; the read request takes the
@@ -219,12 +232,27 @@ class Devices {
 
   bool set_error(std::istream &words) {
     std::string name;
+    words >> name;
+    if (name == "reading" || name == "writing")
+      return set_register_error(words, name == "reading");
     int error = 0;
-    if (!(words >> name >> error) || !kRequests.contains(name))
+    if (!(words >> error) || !kRequests.contains(name))
       return false;
     errors_.erase(kRequests.at(name));
     if (error != 0)
       errors_[kRequests.at(name)] = error;
+    return true;
+  }
+
+  bool set_register_error(std::istream &words, bool is_reading) {
+    std::string path;
+    int slave = 0;
+    int subdevice = 0;
+    int number = 0;
+    int error = 0;
+    if (!(words >> path >> std::hex >> slave >> subdevice >> number >> std::dec >> error))
+      return false;
+    camera_blocks_.set_error(is_reading, path, slave, subdevice, number, error);
     return true;
   }
 
