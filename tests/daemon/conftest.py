@@ -15,8 +15,10 @@ sys.path.insert(0, str(REPOSITORY / "tests/support"))
 from beamd_testing.bus import Bus  # noqa: E402
 from beamd_testing.daemon import Daemon  # noqa: E402
 from beamd_testing.devices import FakeDevices  # noqa: E402
+from beamd_testing.led_board import LedBoard  # noqa: E402
 from beamd_testing.peers import PowerDaemon, TemperatureService  # noqa: E402
 from beamd_testing.sandbox import Sandbox, require_namespace  # noqa: E402
+from beamd_testing.services import Light  # noqa: E402
 from beamd_testing.syslog import Syslog  # noqa: E402
 from beamd_testing.timeline import Timeline  # noqa: E402
 
@@ -100,3 +102,76 @@ def launch(sandbox: Sandbox, bus: Bus, syslog: Syslog) -> Iterator[Callable[...,
 def daemon(launch: Callable[..., Daemon]) -> Callable[..., Daemon]:
     """Starts the daemon with the arguments of Daemon and waits until it serves the bus."""
     return lambda **options: launch(**options).wait_until_ready()
+
+
+@pytest.fixture
+def board_type(request: pytest.FixtureRequest) -> type[LedBoard]:
+    """The board that all tests of a module have, unless they are parametrized with others."""
+    return request.module.BOARD
+
+
+@pytest.fixture
+def example(sandbox: Sandbox, board_type: type[LedBoard], temperature_service: TemperatureService) -> LedBoard:
+    """The example of a light, with its board and its sensors."""
+    board = board_type(sandbox)
+    temperature_service.set_sensors(board.SENSORS)
+    temperature_service.start()
+    return board
+
+
+@pytest.fixture
+def board(example: LedBoard) -> LedBoard:
+    """The same, but no tick of the regulator comes in between unless that is what is tested."""
+    example.configure("dimming.conf", sample_time=3600)
+    return example
+
+
+@pytest.fixture
+def serve(
+    daemon: Callable[..., Daemon], board: LedBoard, power_daemon: PowerDaemon, request: pytest.FixtureRequest
+) -> Callable[..., Daemon]:
+    """Starts the daemon with these options, which serves the board's light with the power daemon's help."""
+
+    def serve(*options: str) -> Daemon:
+        power_daemon.start()
+        devices = request.getfixturevalue("devices") if board.FOLLOWS_THE_LENS else None
+        return daemon(argv=["--no-daemon", *options], devices=devices)
+
+    return serve
+
+
+@pytest.fixture
+def light(serve: Callable[..., Daemon], bus: Bus, board: LedBoard) -> Callable[..., Light]:
+    """The board's light, served: dark, and without a grant."""
+
+    def light(*options: str) -> Light:
+        serve(*options)
+        board.forget()
+        return Light(bus.client)
+
+    return light
+
+
+@pytest.fixture
+def lit(light: Callable[..., Light], board: LedBoard) -> Callable[..., Light]:
+    """The light when it is on, with all the power that it can use."""
+
+    def lit(*options: str) -> Light:
+        lamp = light(*options)
+        lamp.call("SetPower", "(d)", board.PLENTY)
+        lamp.switch(True)
+        board.forget()
+        return lamp
+
+    return lit
+
+
+@pytest.fixture
+def ticking(lit: Callable[..., Light], board: LedBoard) -> Callable[..., Light]:
+    """The lit light with a tick each second, of a regulator without memory unless @p settings tell otherwise."""
+
+    def ticking(*options: str, **settings: object) -> Light:
+        board.configure("dimming.conf", **{"sample_time": 1, "k_i": 0, **settings})
+        return lit(*options)
+
+    return ticking

@@ -1,10 +1,7 @@
 // The configuration files of the single-channel light: illumination.conf and dimming.conf.
 
-#include <functional>
-
-#include "drivers/led_1_i2c.h"
-#include "support/fake_bootblock.h"
-#include "support/mcu_board_fixture.h"
+#include "support/mcu_one_channel_fixture.h"
+#include "support/mcu_setup_fixture.h"
 #include "support/temperature_service.h"
 
 namespace {
@@ -21,75 +18,18 @@ Line wrong_count(const std::string &intensity) {
   return {LOG_ERR, "Wrong number of leds in illumination.conf for intensity " + intensity};
 }
 
-class Led1I2cFiles : public McuBoard {
+class Led1I2cFiles : public McuSetup<OneChannel> {
  protected:
-  static void SetUpTestSuite() { g_setenv("DBUS_SYSTEM_BUS_ADDRESS", private_bus_address(), TRUE); }
-
-  Led1I2cFiles() { fake_bootblock() = {}; }
-
-  bool set_up_light() {
-    g_autoptr(GError) error = nullptr;
-    const bool result = set_up(light_, &error);
-    EXPECT_EQ(error, nullptr);
-    return result;
-  }
-
   std::vector<gint> sensor_ids() const {
     return {light_->temp_sensor_ids, light_->temp_sensor_ids + light_->nbr_of_temp_sensors};
   }
 
-  LightPointer light_ = board_light(LED_TYPE_1_I2C);
   TemperatureService service_;
 };
 
-struct BrokenFile {
-  const char *name;
-  const char *path;
-  std::function<void(const char *path)> make;
-  std::string text;
-};
-
-void PrintTo(const BrokenFile &file, std::ostream *stream) { *stream << file.name; }
-
-class BrokenFiles : public Led1I2cFiles, public testing::WithParamInterface<BrokenFile> {};
-
-TEST_P(BrokenFiles, FailSetup) {
-  std::filesystem::remove(GetParam().path);
-  GetParam().make(GetParam().path);
-  EXPECT_FALSE(set_up_light());
-  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_ERR, GetParam().text}));
-}
-
-void leave_out(const char *) {}
-void make_folder(const char *path) { std::filesystem::create_directory(path); }
-void write_nonsense(const char *path) { write_file(path, "this is no key file\n"); }
-void break_the_end(const char *path) { write_file(path, "[info]\nleds=1\n[regulator]\nenabled=true\nk_p\n"); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Illumination, BrokenFiles,
-    testing::Values(BrokenFile{"Missing", "/etc/beamd/illumination.conf", leave_out,
-                               "could not open /etc/beamd/illumination.conf: No such file or directory"},
-                    BrokenFile{"Folder", "/etc/beamd/illumination.conf", make_folder, "Failed reading file"},
-                    BrokenFile{"Nonsense", "/etc/beamd/illumination.conf", write_nonsense,
-                               "Could not load data to GKeyFile"},
-                    BrokenFile{"BrokenAtTheEnd", "/etc/beamd/illumination.conf", break_the_end,
-                               "Could not load data to GKeyFile"}),
-    [](const auto &tested) { return tested.param.name; });
-
-INSTANTIATE_TEST_SUITE_P(
-    Dimming, BrokenFiles,
-    testing::Values(BrokenFile{"Missing", "/etc/beamd/dimming.conf", leave_out,
-                               "could not open /etc/beamd/dimming.conf: No such file or directory"},
-                    BrokenFile{"Folder", "/etc/beamd/dimming.conf", make_folder, "Failed reading file"},
-                    BrokenFile{"Nonsense", "/etc/beamd/dimming.conf", write_nonsense,
-                               "Could not load data to GKeyFile"},
-                    BrokenFile{"BrokenAtTheEnd", "/etc/beamd/dimming.conf", break_the_end,
-                               "Could not load data to GKeyFile"}),
-    [](const auto &tested) { return tested.param.name; });
-
 TEST_F(Led1I2cFiles, IlluminationTableIsKeptInTheLight) {
   write_file(kIllumination, "[info]\nleds=2\n[0]\n0=0;0;\n80=40;20;\n[100]\n100=90;10;\n");
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   EXPECT_THAT(log_.lines(), IsEmpty());
   EXPECT_EQ(light_->nbr_of_leds, 2);
 
@@ -106,7 +46,7 @@ TEST_F(Led1I2cFiles, IlluminationTableIsKeptInTheLight) {
 
 TEST_F(Led1I2cFiles, ThereIsALevelForEachLed) {
   write_file(kIllumination, "[info]\nleds=3\n[0]\n0=0;0;0;\n[100]\n0=0;0;0;\n");
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   ASSERT_NE(light_->led_intensities, nullptr);
   EXPECT_THAT(std::vector(light_->led_intensities, light_->led_intensities + 3), ElementsAre(0, 0, 0));
 }
@@ -123,7 +63,7 @@ class OddTables : public Led1I2cFiles, public testing::WithParamInterface<OddTab
 
 TEST_P(OddTables, AreToldOfAndLoaded) {
   write_file(kIllumination, "[info]\nleds=1\n" + GetParam().rows);
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   EXPECT_EQ(log_.lines(), GetParam().lines);
   EXPECT_NE(light_->illumination_table, nullptr);
 }
@@ -148,14 +88,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Led1I2cFiles, TableMayHaveNoRows) {
   write_file(kIllumination, "[info]\nleds=1\n");
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   ASSERT_NE(light_->illumination_table, nullptr);
   EXPECT_EQ(light_->illumination_table[0].points, nullptr);
 }
 
 TEST_F(Led1I2cFiles, MissingLedCountIsNone) {
   write_file(kIllumination, "[info]\n[0]\n0=0;\n[100]\n100=60;\n");
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   EXPECT_EQ(light_->nbr_of_leds, 0);
   EXPECT_THAT(log_.lines(),
               ElementsAre(Line{LOG_ERR,
@@ -166,10 +106,8 @@ TEST_F(Led1I2cFiles, MissingLedCountIsNone) {
 
 TEST_F(Led1I2cFiles, UnusableLedCountIsNone) {
   for (const std::string count : {"many", "", "-1", "1025", "99999999999"}) {
-    log_.clear();
-    light_ = board_light(LED_TYPE_1_I2C);
     write_file(kIllumination, "[info]\nleds=" + count + "\n[0]\n[100]\n");
-    EXPECT_TRUE(set_up_light()) << count;
+    EXPECT_EQ(outcome_anew(), kDone) << count;
     EXPECT_EQ(light_->nbr_of_leds, 0) << count;
     ASSERT_EQ(log_.lines().size(), 1U) << count;
     EXPECT_EQ(log_.lines()[0].priority, LOG_ERR);
@@ -177,27 +115,10 @@ TEST_F(Led1I2cFiles, UnusableLedCountIsNone) {
   }
 }
 
-TEST_F(Led1I2cFiles, SampleTimeComesFromTheRegulator) {
-  write_file(kDimming, "[regulator]\nsample_time=7\n");
-  EXPECT_TRUE(set_up_light());
-  EXPECT_EQ(light_->temp_sample_time, 7);
-}
-
-TEST_F(Led1I2cFiles, SampleTimeThatCannotBeReadIsZero) {
-  for (const std::string text :
-       {"", "[regulator]\n", "[regulator]\nsample_time=soon\n", "[other]\nsample_time=7\n"}) {
-    light_ = board_light(LED_TYPE_1_I2C);
-    write_file(kDimming, text);
-    EXPECT_TRUE(set_up_light()) << text;
-    EXPECT_EQ(light_->temp_sample_time, 0) << text;
-    EXPECT_THAT(log_.lines(), IsEmpty()) << text;
-  }
-}
-
 TEST_F(Led1I2cFiles, OneSensorIsLookedUp) {
   service_.has_sensor("board", 4);
   write_file(kDimming, "[regulator]\ntemp_sensor_id=board\n");
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   EXPECT_THAT(sensor_ids(), ElementsAre(4));
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
@@ -206,7 +127,7 @@ TEST_F(Led1I2cFiles, TwoSensorsAreOneTooMany) {
   service_.has_sensor("board", 4);
   service_.has_sensor("lens", 5);
   write_file(kDimming, "[regulator]\ntemp_sensor_id=board\ntemp_sensor_id2=lens\nsample_time=7\n");
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   EXPECT_THAT(log_.lines(),
               ElementsAre(Line{LOG_WARNING, "Expected at most 1 temperature sensor, but found 2."}));
   EXPECT_THAT(sensor_ids(), ElementsAre(4, 5));
@@ -216,7 +137,7 @@ TEST_F(Led1I2cFiles, TwoSensorsAreOneTooMany) {
 TEST_F(Led1I2cFiles, TwoSensorsCountEvenWhenNoneIsFound) {
   fake_bootblock().value = "no";
   write_file(kDimming, "[regulator]\ntemp_sensor_id=board\ntemp_sensor_id2=lens\ntemp_sensor_id3=case\n");
-  EXPECT_TRUE(set_up_light());
+  EXPECT_EQ(outcome(), kDone);
   EXPECT_THAT(log_.lines(),
               ElementsAre(Line{LOG_WARNING, "Expected at most 1 temperature sensor, but found 3."}));
 }

@@ -1,102 +1,44 @@
 // The single-channel light: its class, what it makes of a grant, and what it writes to its board.
 
-#include "drivers/led_1_i2c.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <limits>
-#include <optional>
-
-#include "support/mcu_board_fixture.h"
-
-namespace {
-
-/// What becomes of writing the channel.
-struct WriteOutcome {
-  const char *name;
-  ssize_t result;
-  int error;
-};
-
-void PrintTo(const WriteOutcome &outcome, std::ostream *stream) { *stream << outcome.name; }
-
-std::optional<WriteOutcome> forced_outcome;
-std::vector<std::string> channel_writes;
-
-bool is_channel(int descriptor) {
-  std::array<char, 64> target{};
-  const auto link = "/proc/self/fd/" + std::to_string(descriptor);
-  return readlink(link.c_str(), target.data(), target.size() - 1) > 0 &&
-         std::string{target.data()} == "/sys/light/led0";
-}
-
-}  // namespace
-
-// Comes before the C library's.
-extern "C" ssize_t write(int descriptor, const void *data, size_t size) {
-  if (!is_channel(descriptor))
-    return syscall(SYS_write, descriptor, data, size);
-  channel_writes.emplace_back(static_cast<const char *>(data), size);
-  // Whoever tries again shall not do so for ever.
-  if (!forced_outcome || channel_writes.size() > 3)
-    return syscall(SYS_write, descriptor, data, size);
-  errno = forced_outcome->error;
-  return forced_outcome->result;
-}
+#include "support/class_slots.h"
+#include "support/mcu_one_channel_fixture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Line = SyslogCapture::Line;
 
 constexpr gint kMost = std::numeric_limits<gint>::max();
 constexpr gdouble kNotANumber = std::numeric_limits<gdouble>::quiet_NaN();
 
-size_t open_descriptors() {
-  const std::filesystem::directory_iterator all{"/proc/self/fd"};
-  return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
-class Led1I2c : public McuBoard {
+class Led1I2c : public OneChannel {
  protected:
-  Led1I2c() {
-    forced_outcome.reset();
-    channel_writes.clear();
-    light_->power_usage_factor = 0.02F;
-  }
-  ~Led1I2c() override { forced_outcome.reset(); }
-
   void grant(gint intensity, gdouble watts) {
-    light_->intensity = intensity;
     light_->power_intensity = watts;
-    led_base_recalculate_angle_of_illumination(light_.get(), 0);
+    set_intensity(light_, intensity);
   }
 
   /// Lets the effective intensity be @p intensity.
   void shine(gint intensity) { grant(intensity, std::numeric_limits<gdouble>::infinity()); }
 
-  bool activate(gboolean on) {
-    g_autoptr(GError) error = nullptr;
-    const bool result = led_base_activate_light(light_.get(), on, &error);
-    EXPECT_EQ(error, nullptr);
-    return result;
-  }
-
   /// What activation writes into an empty file.
   std::string activated(gboolean on = TRUE) {
-    write_file(kChannel, "");
-    EXPECT_TRUE(activate(on));
-    return read_file(kChannel);
+    write_file(channel_, "");
+    EXPECT_EQ(activate(light_, on), kDone);
+    return read_file(channel_);
   }
 
-  LightPointer light_ = board_light(LED_TYPE_1_I2C);
+  void expect_failure_to_open() {
+    BEAMD_DEBUG_FLAG = 1;
+    for (const bool on : {true, false}) {
+      log_.clear();
+      EXPECT_EQ(activate(light_, on), kFailed);
+      EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_WARNING, "Failed to open fd for led 0"}));
+    }
+  }
+
+  const std::string channel_ = output_file(0);
+  LightPointer light_ = new_light();
 };
 
 TEST_F(Led1I2c, IsALightOfThisName) {
@@ -104,32 +46,8 @@ TEST_F(Led1I2c, IsALightOfThisName) {
   EXPECT_EQ(g_type_parent(LED_TYPE_1_I2C), LED_TYPE_BASE);
 }
 
-TEST_F(Led1I2c, OverridesFiveSlotsAndInheritsTheOthers) {
-  GTypeQuery driver{};
-  GTypeQuery base{};
-  g_type_query(LED_TYPE_1_I2C, &driver);
-  g_type_query(LED_TYPE_BASE, &base);
-  ASSERT_EQ(driver.class_size, base.class_size);
-
-  const auto base_light = make_light(LED_TYPE_BASE);
-  const auto *slots = LED_BASE_GET_CLASS(light_.get());
-  const auto *inherited = LED_BASE_GET_CLASS(base_light.get());
-  ASSERT_NE(slots->update_temperature, nullptr);
-  EXPECT_NE(slots->activate_light, nullptr);
-  EXPECT_NE(slots->setup, inherited->setup);
-  EXPECT_NE(slots->recalculate_angle_of_illumination, inherited->recalculate_angle_of_illumination);
-  EXPECT_NE(slots->request_power, inherited->request_power);
-
-  LedBaseClass expected = *inherited;
-  expected.activate_light = slots->activate_light;
-  expected.setup = slots->setup;
-  expected.recalculate_angle_of_illumination = slots->recalculate_angle_of_illumination;
-  expected.request_power = slots->request_power;
-  expected.update_temperature = slots->update_temperature;
-  EXPECT_EQ(std::memcmp(reinterpret_cast<const char *>(slots) + sizeof(GObjectClass),
-                        reinterpret_cast<const char *>(&expected) + sizeof(GObjectClass),
-                        sizeof(LedBaseClass) - sizeof(GObjectClass)),
-            0);
+TEST_F(Led1I2c, OverridesFiveSlots) {
+  EXPECT_THAT(overridden_slots(LED_TYPE_1_I2C), ElementsAre(3, 7, 9, 11, 14));
 }
 
 TEST_F(Led1I2c, IsNotReducedAtFirst) { EXPECT_EQ(light_->power_reduce, 0.0); }
@@ -168,7 +86,7 @@ TEST_F(Led1I2c, CalculationIgnoresTheAngle) {
 
 TEST_F(Led1I2c, CalculationWritesNoHardware) {
   grant(100, 1.5);
-  EXPECT_THAT(channel_writes, IsEmpty());
+  EXPECT_THAT(written(), IsEmpty());
 }
 
 TEST_F(Led1I2c, CalculationIsToldInDebugMode) {
@@ -187,13 +105,13 @@ TEST_F(Led1I2c, LowerGrantReachesALitLightAtOnce) {
   light_->intensity = 100;
   led_base_set_power_intensity(light_.get(), 2.5);
   led_base_set_power_intensity(light_.get(), 1.5);
-  EXPECT_THAT(channel_writes, ElementsAre("100", "74"));
+  EXPECT_THAT(written(), ElementsAre("led0=100", "led0=74"));
 }
 
 TEST_F(Led1I2c, GrantLeavesALightThatIsOffAlone) {
   light_->intensity = 100;
   led_base_set_power_intensity(light_.get(), 2.5);
-  EXPECT_THAT(channel_writes, IsEmpty());
+  EXPECT_THAT(written(), IsEmpty());
 }
 
 TEST_F(Led1I2c, IntensityIsWrittenAsADecimalWithoutANewline) {
@@ -234,15 +152,15 @@ TEST_F(Led1I2c, NegativeIntensityIsZero) {
 
 TEST_F(Led1I2c, LongerOldContentIsNotCut) {
   shine(74);
-  write_file(kChannel, "12345");
-  EXPECT_TRUE(activate(TRUE));
-  EXPECT_EQ(read_file(kChannel), "74345") << "a file of the kernel's has no length to be cut to";
+  write_file(channel_, "12345");
+  EXPECT_EQ(activate(light_, TRUE), kDone);
+  EXPECT_EQ(read_file(channel_), "74345") << "a file of the kernel's has no length to be cut to";
 }
 
 TEST_F(Led1I2c, ValueIsWrittenInOnePiece) {
   shine(1023);
-  EXPECT_TRUE(activate(TRUE));
-  EXPECT_THAT(channel_writes, ElementsAre("1023"));
+  EXPECT_EQ(activate(light_, TRUE), kDone);
+  EXPECT_THAT(written(), ElementsAre("led0=1023"));
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
@@ -250,8 +168,8 @@ TEST_F(Led1I2c, ValueIsToldInDebugMode) {
   BEAMD_DEBUG_FLAG = 1;
   shine(74);
   log_.clear();
-  EXPECT_TRUE(activate(TRUE));
-  EXPECT_TRUE(activate(FALSE));
+  EXPECT_EQ(activate(light_, TRUE), kDone);
+  EXPECT_EQ(activate(light_, FALSE), kDone);
   EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_INFO, "led0 74"}, Line{LOG_INFO, "led0 0"}));
 }
 
@@ -260,80 +178,77 @@ TEST_F(Led1I2c, ActivationNeedsABasepath) {
   g_clear_pointer(&light_->basepath, g_free);
   for (const bool on : {true, false}) {
     log_.clear();
-    EXPECT_FALSE(activate(on));
+    EXPECT_EQ(activate(light_, on), kFailed);
     EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_WARNING, "Failed find path to led 0"}));
   }
 }
 
 TEST_F(Led1I2c, ActivationMakesNoFile) {
-  BEAMD_DEBUG_FLAG = 1;
-  std::filesystem::remove(kChannel);
-  for (const bool on : {true, false}) {
-    log_.clear();
-    EXPECT_FALSE(activate(on));
-    EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_WARNING, "Failed to open fd for led 0"}));
-  }
-  EXPECT_FALSE(std::filesystem::exists(kChannel));
+  std::filesystem::remove(channel_);
+  expect_failure_to_open();
+  EXPECT_FALSE(std::filesystem::exists(channel_));
 }
 
 TEST_F(Led1I2c, ActivationRefusesAFolder) {
-  std::filesystem::remove(kChannel);
-  std::filesystem::create_directory(kChannel);
-  EXPECT_FALSE(activate(TRUE));
-  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_WARNING, "Failed to open fd for led 0"}));
+  replace(channel_, folder());
+  expect_failure_to_open();
 }
 
 TEST_F(Led1I2c, ActivationDoesNotWaitForTheReaderOfAFifo) {
-  std::filesystem::remove(kChannel);
-  ASSERT_EQ(mkfifo(kChannel, 0600), 0);
-  EXPECT_FALSE(activate(TRUE));
-  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_WARNING, "Failed to open fd for led 0"}));
+  replace(channel_, fifo_without_a_writer());
+  expect_failure_to_open();
 }
 
 TEST_F(Led1I2c, ActivationLeavesNoDescriptorOpen) {
   shine(74);
-  const size_t before = open_descriptors();
-  EXPECT_TRUE(activate(TRUE));
-  forced_outcome = {"Failure", -1, EIO};
-  EXPECT_FALSE(activate(TRUE));
+  expect_no_descriptor_left_open(light_);
+  const auto before = open_descriptors();
+  fail_write(0, EIO);
+  EXPECT_EQ(activate(light_, TRUE), kFailed);
   EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST_F(Led1I2c, FullDeviceFailsActivation) {
-  std::filesystem::remove(kChannel);
-  std::filesystem::create_symlink("/dev/full", kChannel);
+  replace(channel_, link_to("", "/dev/full"));
   for (const bool on : {true, false}) {
     log_.clear();
-    EXPECT_FALSE(activate(on));
+    EXPECT_EQ(activate(light_, on), kFailed);
     EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_ERR, "Write failure to led 0"}));
   }
 }
 
-class FailedWrite : public Led1I2c, public testing::WithParamInterface<WriteOutcome> {};
+/// A write that fails, of a value of one digit or of two.
+struct FailedWrite {
+  const char *name;
+  int failure;
+  gint intensity = 74;
+};
 
-TEST_P(FailedWrite, FailsActivationAndIsNotRepeated) {
+void PrintTo(const FailedWrite &write, std::ostream *stream) { *stream << write.name; }
+
+class FailedWrites : public Led1I2c, public testing::WithParamInterface<FailedWrite> {};
+
+TEST_P(FailedWrites, FailActivationAndAreNotRepeated) {
   BEAMD_DEBUG_FLAG = 1;
-  shine(74);
+  shine(GetParam().intensity);
   light_->light_on = 1;
   log_.clear();
-  forced_outcome = GetParam();
+  written();
+  fail_write(0, GetParam().failure);
 
-  EXPECT_FALSE(activate(TRUE));
-
-  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_INFO, "led0 74"}, Line{LOG_ERR, "Write failure to led 0"}));
-  EXPECT_THAT(channel_writes, ElementsAre("74"));
+  EXPECT_EQ(activate(light_, TRUE), kFailed);
+  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_INFO, "led0 " + std::to_string(GetParam().intensity)},
+                                        Line{LOG_ERR, "Write failure to led 0"}));
+  EXPECT_THAT(written(), ElementsAre("led0!"));
   EXPECT_EQ(light_->light_on, 1);
-
-  forced_outcome.reset();
-  EXPECT_TRUE(activate(TRUE)) << "the next one starts afresh";
+  EXPECT_EQ(activate(light_, TRUE), kDone) << "the next one starts afresh";
 }
 
-INSTANTIATE_TEST_SUITE_P(Driver, FailedWrite,
-                         testing::Values(WriteOutcome{"BusError", -1, EIO},
-                                         WriteOutcome{"Refused", -1, EINVAL},
-                                         WriteOutcome{"NoDevice", -1, ENODEV},
-                                         WriteOutcome{"Interrupted", -1, EINTR},
-                                         WriteOutcome{"Nothing", 0, 0}, WriteOutcome{"Half", 1, 0}),
+INSTANTIATE_TEST_SUITE_P(Driver, FailedWrites,
+                         testing::Values(FailedWrite{"BusError", EIO}, FailedWrite{"Refused", EINVAL},
+                                         FailedWrite{"NoDevice", ENODEV}, FailedWrite{"Interrupted", EINTR},
+                                         FailedWrite{"Nothing", AttributeWrites::kShort, 7},
+                                         FailedWrite{"Half", AttributeWrites::kShort}),
                          [](const auto &tested) { return tested.param.name; });
 
 TEST_F(Led1I2c, LightWithoutItsSetupDoesNothingHarmful) {

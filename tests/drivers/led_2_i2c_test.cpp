@@ -76,6 +76,18 @@ TEST_F(Led2I2c, ChannelsAreNeverBelowZero) {
   EXPECT_THAT(shown(light_), ElementsAre("led0=0", "led1=30"));
 }
 
+// Of 20 together the first has -1/2, the second 3/2.
+TEST_F(Led2I2c, NegativeChannelHasANegativeShareOfTheReduction) {
+  set_levels(light_, -10, 30);
+  light_->power_reduce = 8.0;
+  EXPECT_THAT(shown(light_), ElementsAre("led0=0", "led1=18"));
+}
+
+TEST_F(Led2I2c, ReductionThatIsNoNumberLeavesNothing) {
+  light_->power_reduce = std::numeric_limits<gdouble>::quiet_NaN();
+  EXPECT_THAT(shown(light_), ElementsAre("led0=0", "led1=0"));
+}
+
 TEST_F(Led2I2c, ChannelsThatGiveNothingAreZeroWhateverTheReduction) {
   set_levels(light_, 0, 0);
   for (const gdouble reduction : {0.0, 8.0, -8.0, 1e300}) {
@@ -121,6 +133,19 @@ TEST_F(Led2I2c, ValuesAreToldInDebugMode) {
   EXPECT_EQ(activate(light_, FALSE), kDone);
   EXPECT_EQ(log_.lines(), prints({"led0 24 led1 8", "led0 0 led1 0"}));
 }
+
+TEST_F(Led2I2c, ValuesAreToldBeforeTheyAreWritten) {
+  BEAMD_DEBUG_FLAG = 1;
+  for (const int channel : {0, 1}) {
+    log_.clear();
+    fail_write(channel, EIO);
+    EXPECT_EQ(activate(light_, TRUE), kFailed);
+    EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_INFO, "led0 30 led1 10"},
+                                          Line{LOG_ERR, "Write failure to led " + std::to_string(channel)}));
+  }
+}
+
+TEST_F(Led2I2c, ActivationLeavesNoDescriptorOpen) { expect_no_descriptor_left_open(light_); }
 
 TEST_F(Led2I2c, MarkIsNotAskedForAgain) {
   write_file(kMark, "0");

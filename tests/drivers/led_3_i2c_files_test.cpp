@@ -1,6 +1,7 @@
-// The configuration files of the light of three outputs: dimming.conf, and illumination.conf for its optics.
+// The configuration files of the light of three outputs: its sensors, and the illumination file of its
+// optics.
 
-#include "support/temperature_service.h"
+#include "support/mcu_two_sensor_tests.h"
 #include "support/three_outputs_fixture.h"
 
 namespace {
@@ -10,17 +11,15 @@ using Line = SyslogCapture::Line;
 
 const Line kDefaultConfig{LOG_INFO, kNoOptics};
 
-Line outside(int angle, int intensity) {
+Line outside(int angle, int intensity, const std::string &optics = "") {
   return {LOG_ERR, "Angle " + std::to_string(angle) + ", intensity " + std::to_string(intensity) +
-                       " lies outside of the table in /etc/beamd/illumination.conf"};
+                       " lies outside of the table in /etc/beamd/illumination.conf" + optics};
 }
 
-class Led3I2cFiles : public ThreeOutputs {
+INSTANTIATE_TYPED_TEST_SUITE_P(Led3I2c, McuTwoSensorSettings, ThreeOutputs);
+
+class Led3I2cFiles : public McuSetup<ThreeOutputs> {
  protected:
-  static void SetUpTestSuite() { g_setenv("DBUS_SYSTEM_BUS_ADDRESS", private_bus_address(), TRUE); }
-
-  Outcome outcome() { return set_up(light_); }
-
   /// What outputs 0 and 1 give.
   std::vector<std::string> shown_at(gint angle, gint intensity) {
     light_->intensity = intensity;
@@ -29,70 +28,16 @@ class Led3I2cFiles : public ThreeOutputs {
     values.pop_back();
     return values;
   }
-
-  std::vector<gint> sensor_ids() const {
-    return {light_->temp_sensor_ids, light_->temp_sensor_ids + light_->nbr_of_temp_sensors};
-  }
-
-  LightPointer light_ = new_light();
-  TemperatureService service_;
 };
-
-/// A file that cannot be loaded, and what is said of it.
-struct BrokenFile {
-  FoundFile file;
-  std::string text;
-};
-
-void PrintTo(const BrokenFile &broken, std::ostream *stream) { *stream << broken.file.name; }
-
-class BrokenDimming : public Led3I2cFiles, public testing::WithParamInterface<BrokenFile> {};
-
-TEST_P(BrokenDimming, FailsSetup) {
-  replace(kDimming, GetParam().file);
-  EXPECT_EQ(outcome(), kFailed);
-  EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_ERR, GetParam().text}));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Dimming, BrokenDimming,
-    testing::Values(BrokenFile{missing_file(),
-                               "could not open /etc/beamd/dimming.conf: No such file or directory"},
-                    BrokenFile{folder(), "Failed reading file"},
-                    BrokenFile{with_content("Nonsense", "nonsense\n"), "Could not load data to GKeyFile"},
-                    BrokenFile{with_content("BrokenAtTheEnd", "[regulator]\nsample_time=5\nk_p\n"),
-                               "Could not load data to GKeyFile"}),
-    [](const auto &tested) { return tested.param.file.name; });
-
-class BrokenIllumination : public Led3I2cFiles, public testing::WithParamInterface<BrokenFile> {};
-
-TEST_P(BrokenIllumination, FailsSetup) {
-  replace(kIllumination, GetParam().file);
-  EXPECT_EQ(outcome(), kFailed);
-  EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig, Line{LOG_ERR, GetParam().text}));
-  EXPECT_THAT(shown_at(0, 100), ElementsAre("0", "0")) << "the light has no table";
-  EXPECT_FALSE(is_given(files_[0]));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Illumination, BrokenIllumination,
-    testing::Values(BrokenFile{missing_file(),
-                               "could not open /etc/beamd/illumination.conf: No such file or directory"},
-                    BrokenFile{folder(), "Failed reading file"},
-                    BrokenFile{with_content("Nonsense", "nonsense\n"), "Could not load data to GKeyFile"},
-                    BrokenFile{with_content("BrokenAtTheEnd", "[info]\nangle_div=50\n[0]\n0=1;1;\n50\n"),
-                               "Could not load data to GKeyFile"}),
-    [](const auto &tested) { return tested.param.file.name; });
 
 TEST_F(Led3I2cFiles, TableHasOneAngleAtLeast) {
   for (const char *text : {"[info]\nangle_div=50\nintensity_div=50\n", "", "# nothing\n"}) {
     write_file(kIllumination, text);
-    light_ = new_light();
-    log_.clear();
-    EXPECT_EQ(outcome(), kFailed) << text;
-    ASSERT_EQ(log_.lines().size(), 2U) << text;
-    EXPECT_EQ(log_.lines()[1].priority, LOG_ERR);
-    EXPECT_THAT(log_.lines()[1].text, testing::MatchesRegex("Error \\(.+\\) parsing key file"));
+    EXPECT_EQ(outcome_anew(), kFailed) << text;
+    EXPECT_THAT(log_.lines(),
+                ElementsAre(kDefaultConfig,
+                            Line{LOG_ERR, "Error (Key file does not have group “”) parsing key file"}))
+        << text;
     EXPECT_THAT(shown_at(0, 100), ElementsAre("0", "0")) << text;
   }
 }
@@ -105,6 +50,13 @@ TEST_F(Led3I2cFiles, OpticsBelongToTheName) {
   EXPECT_THAT(log_.lines(), testing::IsEmpty());
   EXPECT_THAT(fake_bootblock().asked, ElementsAre("OPTICS"));
   EXPECT_THAT(shown_at(0, 100), ElementsAre("3", "4"));
+}
+
+TEST_F(Led3I2cFiles, FileOfTheOpticsIsTheOneComplainedAbout) {
+  fake_bootblock().value = "wide";
+  write_file("/etc/beamd/illumination.conf.wide", "[info]\nangle_div=50\n[0]\n0=1;2;\n[100]\n0=3;4;\n");
+  EXPECT_EQ(outcome(), kDone);
+  EXPECT_THAT(log_.lines(), ElementsAre(outside(100, 0, ".wide")));
 }
 
 TEST_F(Led3I2cFiles, OpticsNeedAFileOfTheirOwn) {
@@ -125,10 +77,8 @@ TEST_F(Led3I2cFiles, OpticsThatAreNotToldAreTheDefault) {
 
 TEST_F(Led3I2cFiles, OpticsThatCannotBeToldAreTheDefault) {
   for (const int error : {EIO, EACCES}) {
-    log_.clear();
-    light_ = new_light();
     fake_bootblock().error = error;
-    EXPECT_EQ(outcome(), kDone);
+    EXPECT_EQ(outcome_anew(), kDone);
     EXPECT_THAT(log_.lines(), ElementsAre(Line{LOG_WARNING,
                                                "Error reading optics bootblock parameter - using "
                                                "default config"}));
@@ -246,40 +196,35 @@ TEST_F(Led3I2cFiles, FirstGroupIsNoAngle) {
   EXPECT_THAT(shown_at(0, 100), ElementsAre("7", "8"));
 }
 
-TEST_F(Led3I2cFiles, SampleTimeComesFromTheRegulator) {
-  write_file(kDimming, "[regulator]\nsample_time=7\n");
-  EXPECT_EQ(outcome(), kDone);
-  EXPECT_EQ(light_->temp_sample_time, 7);
+/// A table of two angles and as many intensities as it takes for that number of cells.
+std::string table_of_cells(int cells) {
+  std::string text = "[info]\nangle_div=100\nintensity_div=1\n[0]\n";
+  for (int column = 0; column < cells / 2; ++column)
+    text += std::to_string(column) + "=7;8;\n";
+  return text + "[100]\n0=7;8;\n";
 }
 
-TEST_F(Led3I2cFiles, SampleTimeThatIsMissingIsZero) {
-  write_file(kDimming, "");
+TEST_F(Led3I2cFiles, TableMayHave65536Cells) {
+  write_file(kIllumination, table_of_cells(65536));
   EXPECT_EQ(outcome(), kDone);
-  EXPECT_EQ(light_->temp_sample_time, 0);
   EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig));
+  EXPECT_THAT(shown_at(0, 32767), ElementsAre("7", "8"));
 }
 
-TEST_F(Led3I2cFiles, TwoSensorsAreOfUse) {
-  service_.has_sensor("board", 4);
-  service_.has_sensor("lens", 5);
-  write_file(kDimming, "[regulator]\ntemp_sensor_id=board\ntemp_sensor_id2=lens\n");
-  EXPECT_EQ(outcome(), kDone);
-  EXPECT_THAT(sensor_ids(), ElementsAre(4, 5));
-  EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig));
-}
+TEST_F(Led3I2cFiles, TableOfMoreCellsIsRefused) {
+  write_file(kIllumination, table_of_cells(65538));
+  EXPECT_EQ(outcome(), kFailed);
+  EXPECT_THAT(log_.lines(),
+              ElementsAre(kDefaultConfig,
+                          Line{LOG_ERR, "Too many intensities in illumination.conf: 65538 for 2 leds"}));
+  EXPECT_FALSE(is_given(files_[0]));
 
-TEST_F(Led3I2cFiles, ThreeSensorsAreOneTooMany) {
-  service_.has_sensor("board", 4);
-  service_.has_sensor("lens", 5);
-  service_.has_sensor("case", 6);
-  write_file(
-      kDimming,
-      "[regulator]\ntemp_sensor_id=board\ntemp_sensor_id2=lens\ntemp_sensor_id3=case\nsample_time=7\n");
-  EXPECT_EQ(outcome(), kDone);
-  EXPECT_THAT(
-      log_.lines(),
-      ElementsAre(Line{LOG_WARNING, "Expected at most 2 temperature sensors, but found 3."}, kDefaultConfig));
-  EXPECT_EQ(light_->temp_sample_time, 7) << "setup goes on";
+  light_->light_on = 1;
+  led_base_set_power_intensity(light_.get(), 2.0);
+  led_base_request_power(light_.get());
+  led_base_update_temperature(light_.get());
+  EXPECT_EQ(light_->requested_power, 0.0F);
+  EXPECT_THAT(shown_at(100, 100), ElementsAre("0", "0"));
 }
 
 }  // namespace

@@ -1,52 +1,27 @@
-// Setup of the light of three outputs: its board, its supply, the group of its files, and what comes after
-// what.
+// Setup of the light of three outputs: its board, its supply, and what comes after what.
 
-#include "led/led_setup.h"
-#include "support/private_bus.h"
+#include "support/mcu_setup_tests.h"
 #include "support/three_outputs_fixture.h"
 
 namespace {
 
 using testing::ElementsAre;
-using Line = SyslogCapture::Line;
-using Lines = std::vector<Line>;
-
-constexpr gint kUnreadSampleTime = 180;
+using Lines = std::vector<SyslogCapture::Line>;
 
 const Outcome kWrongPoe = {false, LIGHT_CONTROL_ERROR_WRONG_POE, "Must run on poe class 3"};
 
-const Line kNoDriver{LOG_INFO, "Could not find MCU driver"};
-const Line kWrongPoeLine{LOG_INFO, "Wrong poe for IR light"};
-const Line kNoPoeClass{LOG_ERR, "Could not read poe class"};
-const Line kNoPoeClassValue{LOG_ERR, "Could not read poe class value"};
-const Line kDefaultConfig{LOG_INFO, kNoOptics};
-const Line kNoIllumination{LOG_ERR, "could not open /etc/beamd/illumination.conf: No such file or directory"};
-const Line kNoDimming{LOG_ERR, "could not open /etc/beamd/dimming.conf: No such file or directory"};
-const Line kNoUser{LOG_ERR, "Beamd failed getting passwd for user light"};
+const SyslogCapture::Line kWrongPoeLine{LOG_INFO, "Wrong poe for IR light"};
+const SyslogCapture::Line kNoPoeClass{LOG_ERR, "Could not read poe class"};
+const SyslogCapture::Line kNoPoeClassValue{LOG_ERR, "Could not read poe class value"};
+const SyslogCapture::Line kDefaultConfig{LOG_INFO, kNoOptics};
 
-class Led3I2cSetup : public ThreeOutputs {
+INSTANTIATE_TYPED_TEST_SUITE_P(Led3I2c, McuSetup, ThreeOutputs);
+INSTANTIATE_TYPED_TEST_SUITE_P(Led3I2c, McuAsALight, ThreeOutputs);
+
+class Led3I2cSetup : public McuSetup<ThreeOutputs> {
  protected:
-  static void SetUpTestSuite() { g_setenv("DBUS_SYSTEM_BUS_ADDRESS", private_bus_address(), TRUE); }
-
-  Outcome outcome() { return set_up(light_); }
-
-  void expect_rest_done() const {
-    EXPECT_TRUE(has_read_dimming());
-    EXPECT_TRUE(are_all_given());
-    EXPECT_THAT(shown_at(light_, 0), ElementsAre("40", "20", "40")) << "has its table";
-  }
-
-  bool has_read_dimming() const { return light_->temp_sample_time != kUnreadSampleTime; }
   static bool has_looked_for_table() { return !fake_bootblock().asked.empty(); }
-
-  LightPointer light_ = new_light();
 };
-
-TEST_F(Led3I2cSetup, SucceedsWithAllInOrder) {
-  EXPECT_EQ(outcome(), kDone);
-  EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig));
-  expect_rest_done();
-}
 
 /// The board's mark, and what is made of it.
 struct Mark {
@@ -68,9 +43,7 @@ class Marks : public Led3I2cSetup, public testing::WithParamInterface<Mark> {
 
 TEST_P(Marks, DecideTheResultWhileSetupGoesOn) {
   EXPECT_EQ(outcome(), GetParam().is_board ? kDone : kNoBoard);
-  Lines expected = refusal();
-  expected.push_back(kDefaultConfig);
-  EXPECT_EQ(log_.lines(), expected);
+  EXPECT_EQ(log_.lines(), lines(refusal(), {}));
   EXPECT_TRUE(has_read_dimming());
   EXPECT_TRUE(are_all_given());
 }
@@ -79,8 +52,7 @@ TEST_P(Marks, AreRefusedWhateverThePoeClass) {
   for (const char *poe_class : {"3", "4"}) {
     write_file(kDimming, "[regulator]\npoe_class_present=false\n");
     write_file(kPoeClass, poe_class);
-    light_ = new_light();
-    EXPECT_EQ(outcome(), GetParam().is_board ? kDone : kNoBoard) << poe_class;
+    EXPECT_EQ(outcome_anew(), GetParam().is_board ? kDone : kNoBoard) << poe_class;
   }
 }
 
@@ -115,9 +87,7 @@ class Supplies : public Led3I2cSetup, public testing::WithParamInterface<Supply>
 
 TEST_P(Supplies, DecideTheResultWhileSetupGoesOn) {
   EXPECT_EQ(outcome(), expected_outcome());
-  Lines expected = GetParam().lines;
-  expected.push_back(kDefaultConfig);
-  EXPECT_EQ(log_.lines(), expected);
+  EXPECT_EQ(log_.lines(), lines(GetParam().lines, {}));
   expect_rest_done();
 }
 
@@ -126,10 +96,12 @@ TEST_P(Supplies, AreLookedAtWhenTheConfigurationSaysSo) {
   EXPECT_EQ(outcome(), expected_outcome());
 }
 
-TEST_P(Supplies, AreNotLookedAtWhenPoeClassPresentIsFalse) {
-  write_file(kDimming, "[regulator]\npoe_class_present=false\n");
-  EXPECT_EQ(outcome(), kDone);
-  EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig));
+TEST_P(Supplies, AreNotLookedAtWhenPoeClassPresentIsFalseOrNoBoolean) {
+  for (const std::string value : {"false", "perhaps", ""}) {
+    write_file(kDimming, "[regulator]\npoe_class_present=" + value + "\n");
+    EXPECT_EQ(outcome_anew(), kDone) << value;
+    EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig)) << value;
+  }
 }
 
 TEST_P(Supplies, AreNotLookedAtWithoutAMark) {
@@ -160,69 +132,29 @@ INSTANTIATE_TEST_SUITE_P(PoeClass, Supplies,
 
 TEST_F(Led3I2cSetup, PoeClass4FailsWithCode7) {
   write_file(kPoeClass, "4");
-  g_autoptr(GError) error = nullptr;
-  EXPECT_FALSE(LED_BASE_GET_CLASS(light_.get())->setup(light_.get(), &error));
-  ASSERT_NE(error, nullptr);
-  EXPECT_STREQ(g_quark_to_string(error->domain), "light-control-error-quark");
-  EXPECT_EQ(error->code, 7);
-  EXPECT_STREQ(error->message, "Must run on poe class 3");
+  expect_error(7, "Must run on poe class 3");
+}
+
+TEST_F(Led3I2cSetup, WrongSupplyNeedsNobodyToTell) {
+  write_file(kPoeClass, "4");
+  expect_failure_without_error_slot();
+  EXPECT_THAT(log_.lines(), ElementsAre(kWrongPoeLine, kDefaultConfig));
+}
+
+TEST_F(Led3I2cSetup, WrongSupplyLeavesNoDescriptorOpen) {
+  write_file(kPoeClass, "4");
+  outcome();
+  const auto before = open_descriptors();
+  EXPECT_EQ(outcome_anew(), kWrongPoe);
+  EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST_F(Led3I2cSetup, PoeClassIsLookedAtUnlessTheRegulatorsGroupSaysOtherwise) {
   write_file(kPoeClass, "4");
   for (const char *text : {"", "[other]\npoe_class_present=false\n", "[regulator]\npoe_class=false\n"}) {
-    light_ = new_light();
     write_file(kDimming, text);
-    EXPECT_EQ(outcome(), kWrongPoe) << text;
+    EXPECT_EQ(outcome_anew(), kWrongPoe) << text;
   }
-}
-
-TEST_F(Led3I2cSetup, FailureNeedsNobodyToTell) {
-  const auto *slots = LED_BASE_GET_CLASS(light_.get());
-  write_file(kPoeClass, "4");
-  EXPECT_FALSE(slots->setup(light_.get(), nullptr));
-  write_file(kMark, "0");
-  EXPECT_FALSE(slots->setup(light_.get(), nullptr));
-  EXPECT_THAT(log_.lines(), ElementsAre(kWrongPoeLine, kDefaultConfig, kNoDriver, kDefaultConfig));
-}
-
-TEST_F(Led3I2cSetup, GivesItsFilesToTheGroupOfUserLightAndChangesNothingElse) {
-  for (const auto &path : files_)
-    set_access(path, {kFreshAccess.owner, 0, 0640});
-  const auto mark = access_of(kMark);
-  EXPECT_EQ(outcome(), kDone);
-  for (const auto &path : files_)
-    EXPECT_EQ(access_of(path), (FileAccess{kFreshAccess.owner, primary_group("light"), 0640})) << path;
-  EXPECT_EQ(access_of(kMark), mark);
-  EXPECT_THAT(written(), testing::IsEmpty());
-}
-
-TEST_F(Led3I2cSetup, EndsAtTheFirstFileThatCannotBeGiven) {
-  for (gsize missing = 0; missing < files_.size(); ++missing) {
-    for (const auto &path : files_)
-      write_fresh_file(path);
-    std::filesystem::remove(files_[missing]);
-    light_ = new_light();
-    log_.clear();
-
-    EXPECT_EQ(outcome(), kFailed);
-    EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig, Line{LOG_ERR, failed_chown(files_[missing])}));
-    EXPECT_FALSE(std::filesystem::exists(files_[missing]));
-    for (gsize i = 0; i < files_.size(); ++i) {
-      EXPECT_TRUE(i == missing || is_given(files_[i]) == (i < missing))
-          << "led" << i << " without led" << missing;
-    }
-  }
-}
-
-TEST_F(Led3I2cSetup, EndsWithoutUserLight) {
-  {
-    const WithoutEntry nobody{"/etc/passwd", "light"};
-    EXPECT_EQ(outcome(), kFailed);
-  }
-  EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig, kNoUser));
-  EXPECT_FALSE(is_given(files_[0]));
-  EXPECT_THAT(shown_at(light_, 0), ElementsAre("40", "20", "40")) << "what has been read stays";
 }
 
 TEST_F(Led3I2cSetup, RegulatorConfigurationComesFirst) {
@@ -235,20 +167,6 @@ TEST_F(Led3I2cSetup, RegulatorConfigurationComesFirst) {
   EXPECT_FALSE(is_given(files_[0]));
 }
 
-TEST_F(Led3I2cSetup, TableComesBeforeTheFiles) {
-  const WithoutEntry nobody{"/etc/passwd", "light"};
-  std::filesystem::remove(kIllumination);
-  EXPECT_EQ(outcome(), kFailed);
-  EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig, kNoIllumination));
-}
-
-TEST_F(Led3I2cSetup, MissingBoardIsToldBeforeWhatElseIsMissing) {
-  write_file(kMark, "0");
-  std::filesystem::remove(kIllumination);
-  EXPECT_EQ(outcome(), kNoBoard);
-  EXPECT_THAT(log_.lines(), ElementsAre(kNoDriver, kDefaultConfig, kNoIllumination));
-}
-
 TEST_F(Led3I2cSetup, WrongSupplyIsToldBeforeWhatElseIsMissing) {
   write_file(kPoeClass, "4");
   const WithoutEntry nobody{"/etc/passwd", "light"};
@@ -256,58 +174,13 @@ TEST_F(Led3I2cSetup, WrongSupplyIsToldBeforeWhatElseIsMissing) {
   EXPECT_THAT(log_.lines(), ElementsAre(kWrongPoeLine, kDefaultConfig, kNoUser));
 }
 
-TEST_F(Led3I2cSetup, EndsAtItsFilesWithoutABasepath) {
-  const std::filesystem::path elsewhere = "/run/elsewhere";
-  const auto before = std::filesystem::current_path();
-  for (const char *name : {"led0", "led1", "led2"})
-    write_fresh_file(elsewhere / name);
-  g_clear_pointer(&light_->basepath, g_free);
-
-  std::filesystem::current_path(elsewhere);
-  EXPECT_EQ(outcome(), kFailed) << "and nothing is said against the board";
-  std::filesystem::current_path(before);
-
-  ASSERT_EQ(log_.lines().size(), 2U);
-  EXPECT_EQ(log_.lines()[1].priority, LOG_ERR);
-  EXPECT_THAT(log_.lines()[1].text, testing::StartsWith("Failed to chown "));
-  EXPECT_EQ(access_of(elsewhere / "led0"), kFreshAccess) << "a file that is not the board's";
-}
-
-class Led3I2cAsALight : public Led3I2cSetup {
- protected:
-  Led3I2cAsALight() {
-    files_of_light_.write_state(state_text());
-    files_of_light_.write_defaults("[common]\nbasepath=/sys/class/light\n");
-    light_ = LightPointer{LED_BASE(g_object_new(LED_TYPE_3_I2C, nullptr)), &g_object_unref};
-  }
-
-  LightFiles files_of_light_;
-};
-
-TEST_F(Led3I2cAsALight, HasItsBoardAndTwoLeds) {
-  EXPECT_TRUE(led_base_setup(light_.get(), nullptr));
-  EXPECT_TRUE(light_->card_detected);
-  EXPECT_EQ(light_->nbr_of_leds, 2);
-  EXPECT_THAT(log_.lines(), ElementsAre(kDefaultConfig));
-}
-
-TEST_F(Led3I2cAsALight, IsSetUpToTellThatItsBoardIsMissing) {
-  write_file(kMark, "0");
-  EXPECT_TRUE(led_base_setup(light_.get(), nullptr));
-  EXPECT_FALSE(light_->card_detected);
-  EXPECT_NE(light_->introspection, nullptr);
-}
+class Led3I2cAsALight : public McuAsALight<ThreeOutputs> {};
 
 TEST_F(Led3I2cAsALight, IsSetUpOnAnotherSupply) {
   write_file(kPoeClass, "4");
-  EXPECT_TRUE(led_base_setup(light_.get(), nullptr));
+  EXPECT_TRUE(is_set_up());
   EXPECT_TRUE(light_->card_detected);
   EXPECT_NE(light_->introspection, nullptr);
-}
-
-TEST_F(Led3I2cAsALight, IsNoneWhenAFileFails) {
-  std::filesystem::remove(kIllumination);
-  EXPECT_FALSE(led_base_setup(light_.get(), nullptr));
 }
 
 }  // namespace

@@ -16,7 +16,6 @@ constexpr gdouble kNotANumber = std::numeric_limits<gdouble>::quiet_NaN();
 
 class Led3I2c : public ThreeOutputs {
  protected:
-  Led3I2c() { attribute_writes() = {}; }
   ~Led3I2c() override { after_attribute_open() = nullptr; }
 
   /// Lets the outputs give 40, 20 and 40.
@@ -25,8 +24,11 @@ class Led3I2c : public ThreeOutputs {
   LightPointer light_ = ready_light();
 };
 
+// Before all others: it needs a class that was never given an angle.
 TEST_F(Led3I2c, AngleThatWasNeverGivenIsZero) {
-  in_child([&] { EXPECT_THAT(shown_at(light_, -1), ElementsAre("40", "20", "40")); });
+  write_file(kIllumination, "[info]\nangle_div=1\n[0]\n0=7;8;\n[1]\n0=1;1;\n");
+  light_ = ready_light();
+  in_child([&] { EXPECT_THAT(shown_at(light_, -1), ElementsAre("7", "8", "7")); });
 }
 
 TEST_F(Led3I2c, IsALightOfThisName) {
@@ -49,6 +51,17 @@ TEST_F(Led3I2c, EachLedHasItsOutputs) {
   EXPECT_THAT(shown_at(light_, 0), ElementsAre("40", "10", "40"));
   request(light_, {0, 100});
   EXPECT_THAT(shown_at(light_, 0), ElementsAre("4", "20", "4"));
+}
+
+TEST_F(Led3I2c, AutomaticIntensitiesAreUsedWhenThatIsOn) {
+  request(light_, {100, 50});
+  light_->automatic_intensities[0] = 50;
+  light_->automatic_intensities[1] = 100;
+  light_->has_automatic_intensity = TRUE;
+  light_->automatic_intensity = TRUE;
+  EXPECT_THAT(shown_at(light_, 0), ElementsAre("20", "20", "20"));
+  light_->automatic_intensity = FALSE;
+  EXPECT_THAT(shown_at(light_, 0), ElementsAre("40", "10", "40"));
 }
 
 TEST_F(Led3I2c, LedsDoNotExceedTheIntensity) {
@@ -238,6 +251,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(LostMark{with_content("Zero", "0"), true, kNoBoardLine},
                     LostMark{with_content("Two", "2"), true, kNoBoardLine},
                     LostMark{with_content("OneAfterABlank", " 1"), true, kNoBoardLine},
+                    LostMark{with_content("Empty", ""), true, kNoBoardLine},
                     LostMark{missing_file(), false, {}}, LostMark{unopenable_file(), false, {}},
                     LostMark{folder(), false, {{LOG_ERR, "Failed to read QXID. Error: Is a directory"}}}),
     [](const auto &tested) { return tested.param.file.name; });
@@ -347,12 +361,7 @@ INSTANTIATE_TEST_SUITE_P(
         FailedWrite{"Off1", 1, FALSE, "Failed to disable led 1. Error: ", {"0", "20", "0"}}),
     [](const auto &tested) { return tested.param.name; });
 
-TEST_F(Led3I2c, ActivationLeavesNoDescriptorOpen) {
-  const auto before = open_descriptors();
-  for (const bool on : {true, false})
-    EXPECT_EQ(activate(light_, on), kDone);
-  EXPECT_EQ(open_descriptors(), before);
-}
+TEST_F(Led3I2c, ActivationLeavesNoDescriptorOpen) { expect_no_descriptor_left_open(light_); }
 
 TEST_F(Led3I2c, LightWithoutItsSetupDoesNothingHarmful) {
   const LightPointer light{LED_BASE(g_object_new(LED_TYPE_3_I2C, nullptr)), &g_object_unref};

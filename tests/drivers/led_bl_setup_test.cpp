@@ -1,8 +1,7 @@
 // How a light of backlights finds and takes over what it needs.
 
 #include "support/backlight_fixture.h"
-#include "support/class_slots.h"
-#include "support/temperature_service.h"
+#include "support/milliwatt_setup_tests.h"
 
 namespace {
 
@@ -10,16 +9,13 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class BacklightSetup : public Backlight {
+class BacklightFiles : public Backlight {
  protected:
-  static void SetUpTestSuite() { g_setenv("DBUS_SYSTEM_BUS_ADDRESS", private_bus_address(), TRUE); }
+  static constexpr const char *kClassName = "Led_BL";
 
-  /// What the files of LEDs are given to, in all.
-  static FileAccess lights_access() { return {kFreshAccess.owner, primary_group("light"), 0664}; }
   static FileAccess gpio_access() { return {0, group_id("gpio"), 0664}; }
 
-  /// How many of the files have been given, in their order; the running test fails when others have as well.
-  static std::size_t given_files() {
+  static std::vector<std::pair<std::string, FileAccess>> files_to_give() {
     std::vector<std::pair<std::string, FileAccess>> files;
     for (const int led : {0, 1})
       for (const char *name : {"bl_power", "brightness"})
@@ -27,65 +23,31 @@ class BacklightSetup : public Backlight {
     for (const int line : {0, 1})
       for (const char *name : kGpioNames)
         files.emplace_back(gpio_file(kLight, line, name), gpio_access());
-
-    const auto is_given = [](const auto &file) {
-      return std::filesystem::is_regular_file(file.first) && access_of(file.first) == file.second;
-    };
-    const auto first_left = std::find_if_not(files.begin(), files.end(), is_given);
-    EXPECT_TRUE(first_left == files.end() || std::none_of(first_left + 1, files.end(), is_given));
-    return static_cast<std::size_t>(first_left - files.begin());
+    return files;
   }
   static constexpr std::size_t kLedFiles = 4;
   static constexpr std::size_t kAllFiles = 14;
 
   static std::string group_text() { return "[gid " + std::to_string(primary_group("light")) + "]"; }
-
-  TemperatureService service_;
 };
 
-TEST_F(BacklightSetup, IsOfAClassOfItsOwn) {
-  EXPECT_STREQ(g_type_name(LED_TYPE_BL), "Led_BL");
-  EXPECT_EQ(g_type_parent(LED_TYPE_BL), LED_TYPE_BASE);
-}
+INSTANTIATE_TYPED_TEST_SUITE_P(Backlight, MilliwattSetup, BacklightFiles);
 
-// Switching, the angle (three slots, emptied), setup, power and temperature.
-TEST_F(BacklightSetup, HasOperationsOfItsOwn) {
-  EXPECT_THAT(overridden_slots(LED_TYPE_BL), ElementsAre(3, 4, 7, 8, 9, 11, 14));
-  const auto *slots = LED_BASE_GET_CLASS(light_.get());
-  EXPECT_EQ(slots->get_current_angle_of_illumination, nullptr);
-  EXPECT_EQ(slots->set_angle_of_illumination, nullptr);
-  EXPECT_EQ(slots->recalculate_angle_of_illumination, nullptr);
-}
+using BacklightSetup = MilliwattSetup<BacklightFiles>;
 
-TEST_F(BacklightSetup, SucceedsWithoutAWord) {
-  EXPECT_EQ(set_up(light_), kDone);
-  EXPECT_EQ(light_->nbr_of_leds, 2);
-  EXPECT_EQ(light_->temp_sample_time, 5);
-  EXPECT_THAT(log_.lines(), IsEmpty());
+TEST_F(BacklightSetup, PrintsNothing) {
   BEAMD_DEBUG_FLAG = 1;
-  EXPECT_EQ(set_up(new_light()), kDone);
+  EXPECT_EQ(set_up(light_), kDone);
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(BacklightSetup, GivesTheFilesAway) {
+TEST_F(BacklightSetup, GivesNoOtherFilesAway) {
   for (const char *name : {"actual_brightness", "max_brightness"})
     write_fresh_file(led_file(0, name));
   EXPECT_EQ(set_up(light_), kDone);
   EXPECT_EQ(given_files(), kAllFiles);
   for (const char *name : {"actual_brightness", "max_brightness"})
     EXPECT_EQ(access_of(led_file(0, name)), kFreshAccess) << name;
-}
-
-TEST_F(BacklightSetup, GivesThePrimaryGroupOfTheUserAndNotTheOneOfThatName) {
-  EXPECT_EQ(set_up(light_), kDone);
-  EXPECT_EQ(access_of(led_file(0, "brightness")).group, primary_group("light"));
-  EXPECT_NE(primary_group("light"), group_id("light"));
-}
-
-TEST_F(BacklightSetup, WritesNothing) {
-  written();
-  EXPECT_EQ(set_up(light_), kDone);
-  EXPECT_THAT(written(), IsEmpty());
 }
 
 TEST_F(BacklightSetup, TakesAsManyLedsAsConfigured) {
@@ -146,34 +108,6 @@ TEST_F(BacklightSetup, LooksForNoOtherHardwareId) {
   EXPECT_THAT(fake_bootblock().asked, ElementsAre("LIGHT_CONTROL_ENABLED"));
 }
 
-// The number of LEDs.
-
-TEST_F(BacklightSetup, IsRefusedWithoutIlluminationFile) {
-  std::filesystem::remove(kIllumination);
-  EXPECT_EQ(set_up(light_), refused_board("Unable to load LED driver configuration"));
-  EXPECT_EQ(log_.lines(), errors({"Could not open /etc/beamd/illumination.conf: No such file or directory"}));
-  EXPECT_EQ(given_files(), 0U);
-}
-
-TEST_F(BacklightSetup, IsRefusedWithABrokenIlluminationFile) {
-  write_file(kIllumination, "[info]\nleds=2\nno key\n");
-  EXPECT_EQ(set_up(light_), refused_board("Unable to load LED driver configuration"));
-  ASSERT_THAT(log_.lines(), SizeIs(1));
-  EXPECT_TRUE(log_.lines()[0].text.starts_with("Could not parse key file /etc/beamd/illumination.conf: "));
-  EXPECT_EQ(given_files(), 0U);
-}
-
-TEST_F(BacklightSetup, FailsWithoutLeds) {
-  for (const char *text : {"[info]\nleds=0\n", "[info]\nleds=-2\n", "[info]\nleds=two\n", "[info]\nleds=\n",
-                           "[info]\nLEDs=2\n", "[leds]\nleds=2\n", "", "[info]\nleds=1025\n"}) {
-    log_.clear();
-    write_file(kIllumination, text);
-    EXPECT_EQ(set_up(new_light()), kFailed) << text;
-    EXPECT_EQ(log_.lines(), errors({"Unable to obtain number of LEDs from config"})) << text;
-  }
-  EXPECT_EQ(given_files(), 0U);
-}
-
 // The files of the LEDs.
 
 TEST_F(BacklightSetup, FailsWithoutUser) {
@@ -223,23 +157,16 @@ INSTANTIATE_TEST_SUITE_P(EachFile, BacklightSetupOf,
                          });
 
 TEST_F(BacklightSetup, FindsTheLedsWhereTheFormatSays) {
-  g_free(light_->basepath);
-  light_->basepath = g_strdup("/sys/class/ir/%02d%%/light");
   for (const char *led : {"00", "01"})
     for (const char *name : {"bl_power", "brightness"})
       write_fresh_file(std::string{"/sys/class/ir/"} + led + "%/light/" + name);
-  EXPECT_EQ(set_up(light_), kDone);
+  EXPECT_EQ(set_up_at("/sys/class/ir/%02d%%/light"), kDone);
   EXPECT_EQ(access_of("/sys/class/ir/01%/light/brightness"), lights_access());
 }
 
 TEST_F(BacklightSetup, FailsWithoutAPathThatCanBeBuilt) {
-  for (const char *format : {static_cast<const char *>(nullptr), "/sys/class/%s", "/sys/class/%d/%d",
-                             "/sys/class/%n", "/sys/class/ir%"}) {
-    log_.clear();
-    const auto light = new_light();
-    g_free(light->basepath);
-    light->basepath = g_strdup(format);
-    EXPECT_EQ(set_up(light), kFailed) << (format ? format : "none");
+  for (const char *format : kUnusableFormats) {
+    EXPECT_EQ(set_up_at(format), kFailed) << (format ? format : "none");
     ASSERT_THAT(log_.lines(), SizeIs(1));
     EXPECT_EQ(log_.lines()[0].priority, LOG_ERR);
     EXPECT_TRUE(log_.lines()[0].text.starts_with("Failed to set permissions to ")) << log_.lines()[0].text;
@@ -282,7 +209,7 @@ TEST_F(BacklightSetup, FailsWithADimmingFileThatCannotBeRead) {
 }
 
 TEST_F(BacklightSetup, FailsWithABrokenDimmingFile) {
-  write_file(kDimming, "[regulator]\nenabled=true\nno key\n");
+  write_dimming("enabled=true\nno key\n");
   EXPECT_EQ(set_up(light_), kFailed);
   EXPECT_EQ(log_.lines(), errors({"Could not load data to GKeyFile"}));
 }
@@ -298,7 +225,7 @@ TEST_F(BacklightSetup, DoesWithoutTheRegulatorsSettings) {
 TEST_F(BacklightSetup, LooksUpTheSensors) {
   service_.has_sensor("left", 4);
   service_.has_sensor("right", 0);
-  write_file(kDimming, "[regulator]\nenabled=true\ntemp_sensor_id=left\ntemp_sensor_id2=right\n");
+  write_dimming("enabled=true\ntemp_sensor_id=left\ntemp_sensor_id2=right\n");
   EXPECT_EQ(set_up(light_), kDone);
   ASSERT_EQ(light_->nbr_of_temp_sensors, 2);
   EXPECT_EQ(light_->temp_sensor_ids[0], 4);
@@ -321,19 +248,6 @@ TEST_F(BacklightSetup, WarnsAboutAFifthSensor) {
   EXPECT_EQ(light->temp_sample_time, 9);
   EXPECT_THAT(log_.lines(),
               ElementsAre(Line{LOG_WARNING, "Expected at most 4 temperature sensor, but found 5."}));
-}
-
-// The angle.
-
-TEST_F(BacklightSetup, LightHasNoAngle) {
-  EXPECT_EQ(set_up(light_), kDone);
-  light_->angle_of_illumination = 30;
-  led_base_set_angle_of_illumination(light_.get(), 70);
-  led_base_recalculate_angle_of_illumination(light_.get(), 70);
-  EXPECT_EQ(light_->angle_of_illumination, 30);
-  EXPECT_EQ(led_base_get_current_angle_of_illumination(light_.get()), -1);
-  EXPECT_EQ(light_->led_intensities, nullptr);
-  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 }  // namespace

@@ -245,19 +245,6 @@ TEST_F(FailingBacklight, NoPathToAnLedEndsIt) {
   EXPECT_TRUE(log_.lines()[0].text.starts_with("Failed to open fd for led 0 (")) << log_.lines()[0].text;
 }
 
-// Without a setup that succeeded.
-
-TEST_F(Backlight, WithoutSetupHasNoLeds) {
-  written();
-  light_->power_intensity = 1.2;
-  light_->light_on = 1;
-  EXPECT_EQ(activate(light_, TRUE), kDone);
-  EXPECT_EQ(activate(light_, FALSE), kDone);
-  led_base_update_temperature(light_.get());
-  EXPECT_THAT(written(), IsEmpty());
-  EXPECT_THAT(log_.lines(), IsEmpty());
-}
-
 TEST_F(Backlight, WhoseSetupFailedCanBeSwitchedOff) {
   make_leds(1);
   std::filesystem::remove(led_file(1, "brightness"));

@@ -1,172 +1,71 @@
-// How a fisheye camera's light is kept cool. The state of the regulator is the class's: each test has one of
-// its own.
+// How a fisheye camera's light is kept cool.
 
-#include <algorithm>
+#include <limits>
 
 #include "support/fisheye_fixture.h"
-#include "support/in_child.h"
+#include "support/milliwatt_regulator_tests.h"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-class FisheyeRegulator : public FisheyeLight {
+/// Reduces by its grant.
+class HotFisheye : public FisheyeLight {
  protected:
-  FisheyeRegulator() {
-    light_->light_on = 1;
-    light_->power_reduce = 33.0;
-    watch(light_, {1, 2, 3, 4});
-    BEAMD_DEBUG_FLAG = 1;
-  }
+  static constexpr double kReference = 2000.0;
+  static inline const std::string kUnreadableSensor =
+      "update_temperature: unable to read temperature from sensor ";
+  static inline const std::vector<std::string> kBeginning{};
 
-  /// One tick; the lines of it that are not about switching.
-  std::vector<Line> tick() {
-    log_.clear();
-    written();
-    led_base_update_temperature(light_.get());
-    std::vector<Line> lines;
-    for (const auto &line : log_.lines())
-      if (!line.text.starts_with("activate_light"))
-        lines.push_back(line);
-    return lines;
-  }
-
-  /// What a tick says that arrives at this temperature, and leaves the light with the reduction for it: 0.1
-  /// of the budget for each degree above 50, up to all of it.
-  Line at(double temperature, double budget = 2000.0) const {
-    const double reduction = std::clamp(budget * (1.0 - 0.1 * (60.0 - temperature)), 0.0, budget);
-    EXPECT_DOUBLE_EQ(light_->power_reduce, reduction);
+  static std::string verdict(double budget, double reduction, double temperature) {
     g_autofree gchar *text =
         g_strdup_printf("total_power=%.2f power_reduce = %.2f, temp = %.2f", budget, reduction, temperature);
-    return {LOG_INFO, text};
+    return text;
   }
 
-  static Line skipped(int sensor) {
-    return {LOG_WARNING,
-            "update_temperature: unable to read temperature from sensor " + std::to_string(sensor)};
-  }
-  static inline const Line kUnread{LOG_WARNING, "Could not read temperature"};
+  static bool is_about_levels(const Line &line) { return line.text.starts_with("activate_light"); }
+
+  static std::vector<std::string> half_light() { return levels({750, 250}); }
 };
 
-TEST_F(FisheyeRegulator, ReducesByTheHottestSensor) {
-  in_child([this] {
-    for (const auto &[sensor, celsius] : {std::pair{1, 40.0}, {2, 55.0}, {3, 54.0}, {4, -10.0}})
-      thermal_zones::heat(sensor, celsius);
-    const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(at(55.0)));
-    EXPECT_EQ(light_->power_reduce, 1000.0);
-    EXPECT_EQ(written(), levels({750, 250}));
-  });
-}
+INSTANTIATE_TYPED_TEST_SUITE_P(Fisheye, MilliwattRegulator, HotFisheye);
 
-TEST_F(FisheyeRegulator, FollowsWhicheverIsTheHottest) {
-  in_child([this] {
-    for (const int hottest : {4, 3, 2, 1}) {
-      for (const int sensor : {1, 2, 3, 4})
-        thermal_zones::heat(sensor, 20.0);
-      tick();
-      thermal_zones::heat(hottest, 520.0);
-      tick();
-      EXPECT_GT(light_->power_reduce, 0.0) << hottest;
-      thermal_zones::heat(hottest, -10'000.0);
-      tick();
-      EXPECT_EQ(light_->power_reduce, 0.0) << hottest;
-    }
-  });
-}
+using FisheyeRegulator = MilliwattRegulator<HotFisheye>;
 
-TEST_F(FisheyeRegulator, FiltersEachSensorByItself) {
+TEST_F(FisheyeRegulator, TellsOfTheReductionBeforeItRewritesTheLight) {
   in_child([this] {
-    for (const int sensor : {1, 2, 3, 4})
-      thermal_zones::heat(sensor, 30.0 + sensor);
-    const auto first = tick();
-    EXPECT_THAT(first, ElementsAre(at(34.0)));
-    thermal_zones::heat(1, 56.0);
-    const auto second = tick();
-    EXPECT_THAT(second, ElementsAre(at(31.0 * 4.0 / 5.0 + 56.0 / 5.0)));
-    thermal_zones::heat(3, 83.0);
-    const auto third = tick();
-    EXPECT_THAT(third, ElementsAre(at(33.0 * 4.0 / 5.0 + 83.0 / 5.0)));
-  });
-}
-
-TEST_F(FisheyeRegulator, SkipsASensorThatHasNeverBeenRead) {
-  in_child([this] {
-    thermal_zones::heat(2, 55.0);
-    const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(kUnread, skipped(1), kUnread, skipped(3), kUnread, skipped(4), at(55.0)));
-    for (const int sensor : {1, 3, 4})
-      thermal_zones::heat(sensor, 56.0);
-    const auto next = tick();
-    EXPECT_THAT(next, ElementsAre(at(56.0))) << "it takes part as soon as it is read";
-  });
-}
-
-TEST_F(FisheyeRegulator, TakesASensorThatFailsLaterForACold) {
-  in_child([this] {
-    watch(light_, {1});
-    thermal_zones::heat(1, 55.0);
+    heat_all(55.0);
     tick();
-    thermal_zones::take_away(1);
-    const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(kUnread, at(55.0 * 4.0 / 5.0 - 9999.0 / 5.0)));
-  });
-}
-
-TEST_F(FisheyeRegulator, SkipsSensorsThatWereNotFoundWithoutAWord) {
-  in_child([this] {
-    watch(light_, {-1, 2, -1});
-    thermal_zones::heat(2, 55.0);
-    const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(at(55.0)));
-  });
-}
-
-TEST_F(FisheyeRegulator, LeavesAllAsItIsWhenEverySensorIsSkipped) {
-  in_child([this] {
-    watch(light_, {1, -1, 3});
-    const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(kUnread, skipped(1), kUnread, skipped(3)));
-    EXPECT_EQ(light_->power_reduce, 33.0);
-    EXPECT_THAT(written(), IsEmpty());
-  });
-}
-
-TEST_F(FisheyeRegulator, LeavesAllAsItIsWithoutSensors) {
-  in_child([this] {
-    watch(light_, {});
-    const auto said = tick();
-    EXPECT_THAT(said, IsEmpty());
-    EXPECT_EQ(light_->power_reduce, 33.0);
-    EXPECT_THAT(written(), IsEmpty());
+    EXPECT_EQ(log_.lines(), prints({"total_power=2000.00 power_reduce = 1000.00, temp = 55.00",
+                                    "activate_light: total_power:2000.00 power_reduce:1000.00",
+                                    "activate_light: led0: 750 (0.75)", "activate_light: led1: 250 (0.25)"}));
+    attribute_writes().failures[led_file(0)] = {EIO};
+    tick();
+    EXPECT_EQ(log_.lines().front().text, "total_power=2000.00 power_reduce = 1000.00, temp = 55.00");
+    EXPECT_EQ(log_.lines().at(3).text, "activate_light: write failure to led 0");
   });
 }
 
 TEST_F(FisheyeRegulator, ReducesByItsGrantWhateverItsIntensity) {
   in_child([this] {
-    watch(light_, {1});
-    thermal_zones::heat(1, 55.0);
+    heat_all(55.0);
     light_->intensity = 10;
     light_->power_intensity = 0.6;
     const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(at(55.0, 600.0)));
+    EXPECT_EQ(said, at(55.0, {}, 600.0));
     EXPECT_EQ(light_->power_reduce, 300.0);
 
     light_->intensity = 0;
     light_->power_intensity = 1.0;
     const auto next = tick();
-    EXPECT_THAT(next, ElementsAre(at(55.0, 1000.0)));
+    EXPECT_EQ(next, at(55.0, {}, 1000.0));
   });
 }
 
 TEST_F(FisheyeRegulator, HasNothingToReduceWithoutAGrant) {
   in_child([this] {
-    watch(light_, {1});
-    thermal_zones::heat(1, 59.0);
+    heat_all(59.0);
     light_->power_intensity = 0.0;
     const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(Line{LOG_INFO, "total_power=0.00 power_reduce = 0.00, temp = 59.00"}));
+    EXPECT_EQ(said, prints({"total_power=0.00 power_reduce = 0.00, temp = 59.00"}));
     EXPECT_EQ(light_->power_reduce, 0.0);
     EXPECT_EQ(written(), levels({0, 0}));
   });
@@ -175,64 +74,54 @@ TEST_F(FisheyeRegulator, HasNothingToReduceWithoutAGrant) {
 TEST_F(FisheyeRegulator, CannotBeDisabled) {
   in_child([this] {
     write_dimming("enabled=false\nsample_time=5\nk_p=0.1\nk_i=0\nk_d=0\nref_temp=60\n");
-    light_ = new_light();
-    prepare(light_, {30, 10});
-    watch(light_, {1});
+    light_ = hot_light();
     thermal_zones::heat(1, 55.0);
     const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(at(55.0)));
+    EXPECT_EQ(said, at(55.0));
   });
 }
 
-TEST_F(FisheyeRegulator, LeavesADarkLightDark) {
-  in_child([this] {
-    light_->light_on = 0;
-    thermal_zones::heat(1, 55.0);
-    tick();
-    EXPECT_EQ(light_->power_reduce, 1000.0);
-    EXPECT_THAT(written(), IsEmpty());
-  });
-}
+/// A grant that makes no sense, and what becomes of it.
+struct HostileGrant {
+  const char *name;
+  double watts;
+  double milliwatts;      ///< for which it is taken
+  double next_reduction;  ///< of the tick after it, by a grant of 2 W at 66 degrees
+};
 
-TEST_F(FisheyeRegulator, IsTheClassesAndNotTheLights) {
+void PrintTo(const HostileGrant &grant, std::ostream *stream) { *stream << grant.name; }
+
+class FisheyeUnder : public FisheyeRegulator, public testing::WithParamInterface<HostileGrant> {};
+
+TEST_P(FisheyeUnder, ShinesAtOnceWithTheGrantThatFollows) {
   in_child([this] {
-    watch(light_, {1});
+    write_dimming("sample_time=8\nk_p=0.1\nk_i=0.0125\nk_d=0\nref_temp=60\n");
+    light_ = hot_light();
     thermal_zones::heat(1, 50.0);
-    tick();
-    const auto first = std::exchange(light_, new_light());
-    prepare(light_, {30, 10});
-    watch(light_, {1});
-    thermal_zones::heat(1, 60.0);
+    led_base_set_power_intensity(light_.get(), GetParam().watts);
     const auto said = tick();
-    EXPECT_THAT(said, ElementsAre(at(52.0))) << "this light's first reading is the sensor's third";
+    EXPECT_EQ(said, at(50.0, {}, GetParam().milliwatts));
+
+    written();
+    led_base_set_power_intensity(light_.get(), 2.0);
+    EXPECT_EQ(written(), levels({1000, 500}));
+
+    thermal_zones::heat(1, 130.0);
+    tick();
+    EXPECT_NEAR(light_->power_reduce, GetParam().next_reduction, 1e-9);
   });
 }
 
-TEST_F(FisheyeRegulator, HasTheGainsThatAreConfigured) {
-  in_child([this] {
-    write_dimming("sample_time=8\nk_p=0.0625\nk_i=0.125\nk_d=0.5\nref_temp=64\n");
-    light_ = new_light();
-    prepare(light_, {30, 10});
-    watch(light_, {1});
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-    thermal_zones::heat(1, 62.0);
-    tick();
-    EXPECT_EQ(light_->power_reduce, 1750.0) << "2 x 0.0625 of 2000 mW is left";
-
-    thermal_zones::heat(1, 52.0);
-    tick();
-    EXPECT_EQ(light_->power_reduce, 0.0)
-        << "at 60 degrees: P = 4 x 0.0625, I = 8 s x 0.125 x 2, D = (4 - 2) / 8 s x 0.5 x 2";
-
-    thermal_zones::heat(1, 90.0);
-    tick();
-    EXPECT_EQ(light_->power_reduce, 0.0)
-        << "at 66 degrees: P = -2 x 0.0625, D = (-2 - 4) / 8 s x 0.5 x 4, I = 1 - P - D";
-
-    tick();
-    EXPECT_NEAR(light_->power_reduce, 400.0, 1e-9)
-        << "at 70.8 degrees: P = -6.8 x 0.0625, D = (-6.8 + 2) / 8 s x 0.5 x -2, I = 2.625 - 8 s x 0.125 x 2";
-  });
-}
+// P = -6 x 0.1. I = 8 s x 0.0125 x 10, but 1 - P after an output of more than there is now.
+INSTANTIATE_TEST_SUITE_P(Grants, FisheyeUnder,
+                         testing::Values(HostileGrant{"NaN", std::numeric_limits<double>::quiet_NaN(), 0.0,
+                                                      1200.0},
+                                         HostileGrant{"Negative", -2.0, 0.0, 1200.0},
+                                         HostileGrant{"NegativeInfinity", -kInfinity, 0.0, 1200.0},
+                                         HostileGrant{"Infinity", kInfinity, G_MAXINT, 0.0},
+                                         HostileGrant{"Huge", 1e300, G_MAXINT, 0.0}),
+                         [](const auto &tested) { return tested.param.name; });
 
 }  // namespace

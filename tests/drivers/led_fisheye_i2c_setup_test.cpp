@@ -1,8 +1,8 @@
 // How a fisheye camera's light finds and takes over what it needs.
 
-#include "support/class_slots.h"
+#include "led/led_setup.h"
 #include "support/fisheye_fixture.h"
-#include "support/temperature_service.h"
+#include "support/milliwatt_setup_tests.h"
 
 namespace {
 bool memory_is_short = false;
@@ -23,24 +23,22 @@ const Outcome kNotAccessible = refused_board("IR light PCB is not accessible");
 constexpr const char *kNoSampleTime = "Missing sample_time parameter";
 constexpr const char *kNoReferenceTemperature = "Missing ref_temp parameter";
 
-class FisheyeSetup : public Fisheye {
+class FisheyeFiles : public Fisheye {
  protected:
-  static void SetUpTestSuite() { g_setenv("DBUS_SYSTEM_BUS_ADDRESS", private_bus_address(), TRUE); }
+  static constexpr const char *kClassName = "Led_Fisheye_I2C";
 
+  static std::vector<std::pair<std::string, FileAccess>> files_to_give() {
+    return {{led_file(0), lights_access()}, {led_file(1), lights_access()}};
+  }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Fisheye, MilliwattSetup, FisheyeFiles);
+
+class FisheyeSetup : public MilliwattSetup<FisheyeFiles> {
+ protected:
   ~FisheyeSetup() override { memory_is_short = false; }
 
-  static FileAccess lights_access() { return {kFreshAccess.owner, primary_group("light"), 0664}; }
-
   static bool is_given(int led) { return access_of(led_file(led)) == lights_access(); }
-
-  /// Sets a light up whose `basepath` is @p format.
-  Outcome set_up_at(const char *format) {
-    log_.clear();
-    const auto light = new_light();
-    g_free(light->basepath);
-    light->basepath = g_strdup(format);
-    return set_up(light);
-  }
 
   /// Sets a light up with group "regulator" of these lines; the driver says nothing but @p complaint.
   void expect_missing(const std::string &lines, const std::string &complaint) {
@@ -50,31 +48,7 @@ class FisheyeSetup : public Fisheye {
     EXPECT_EQ(log_.lines(), errors({complaint})) << lines;
     EXPECT_FALSE(is_given(0)) << lines;
   }
-
-  TemperatureService service_;
 };
-
-TEST_F(FisheyeSetup, IsOfAClassOfItsOwn) {
-  EXPECT_STREQ(g_type_name(LED_TYPE_FISHEYE_I2C), "Led_Fisheye_I2C");
-  EXPECT_EQ(g_type_parent(LED_TYPE_FISHEYE_I2C), LED_TYPE_BASE);
-}
-
-// Switching, the angle (three slots, emptied), setup, power and temperature.
-TEST_F(FisheyeSetup, HasOperationsOfItsOwn) {
-  EXPECT_THAT(overridden_slots(LED_TYPE_FISHEYE_I2C), ElementsAre(3, 4, 7, 8, 9, 11, 14));
-  const auto *slots = LED_BASE_GET_CLASS(light_.get());
-  EXPECT_EQ(slots->get_current_angle_of_illumination, nullptr);
-  EXPECT_EQ(slots->set_angle_of_illumination, nullptr);
-  EXPECT_EQ(slots->recalculate_angle_of_illumination, nullptr);
-}
-
-TEST_F(FisheyeSetup, SucceedsWithoutAWord) {
-  EXPECT_EQ(set_up(light_), kDone);
-  EXPECT_EQ(light_->nbr_of_leds, 2);
-  EXPECT_EQ(light_->temp_sample_time, 5);
-  EXPECT_EQ(light_->power_reduce, 0.0);
-  EXPECT_THAT(log_.lines(), IsEmpty());
-}
 
 TEST_F(FisheyeSetup, PrintsItsConfigurationFiles) {
   BEAMD_DEBUG_FLAG = 1;
@@ -93,7 +67,6 @@ TEST_F(FisheyeSetup, GivesTheFilesAway) {
   }
   EXPECT_EQ(access_of(led_file(2)), kFreshAccess);
   EXPECT_EQ(access_of("/sys/class/leds/fisheye0/trigger"), kFreshAccess);
-  EXPECT_NE(primary_group("light"), group_id("light"));
 }
 
 // The hardware.
@@ -125,8 +98,7 @@ TEST_F(FisheyeSetup, TakesAnyByteForHardware) {
 }
 
 TEST_F(FisheyeSetup, IsRefusedWithoutAPathThatCanBeBuilt) {
-  for (const char *format : {static_cast<const char *>(nullptr), "/sys/class/leds/%s", "/sys/%d/%d",
-                             "/sys/%n", "/sys/class/leds/fisheye%"}) {
+  for (const char *format : kUnusableFormats) {
     EXPECT_EQ(set_up_at(format), refused_board("No IR light PCB found")) << (format ? format : "none");
     EXPECT_EQ(log_.lines(), prints({"Could not find MCU hardware"}));
   }
@@ -139,32 +111,7 @@ TEST_F(FisheyeSetup, FindsTheLedsWhereTheFormatSays) {
   EXPECT_EQ(access_of("/sys/class/fish/01%/eye"), lights_access());
 }
 
-// The number of LEDs.
-
-TEST_F(FisheyeSetup, IsRefusedWithoutIlluminationFile) {
-  std::filesystem::remove(kIllumination);
-  EXPECT_EQ(set_up(light_), kNoConfiguration);
-  EXPECT_EQ(log_.lines(), errors({"Could not open /etc/beamd/illumination.conf: No such file or directory"}));
-  EXPECT_FALSE(is_given(0));
-}
-
-TEST_F(FisheyeSetup, IsRefusedWithABrokenIlluminationFile) {
-  write_file(kIllumination, "[info]\nleds=2\nno key\n");
-  EXPECT_EQ(set_up(light_), kNoConfiguration);
-  ASSERT_THAT(log_.lines(), SizeIs(1));
-  EXPECT_TRUE(log_.lines()[0].text.starts_with("Could not parse key file /etc/beamd/illumination.conf: "));
-}
-
-TEST_F(FisheyeSetup, FailsWithoutLeds) {
-  for (const char *text : {"[info]\nleds=0\n", "[info]\nleds=-2\n", "[info]\nleds=two\n", "[info]\nleds=\n",
-                           "[info]\nLEDs=2\n", "[leds]\nleds=2\n", "", "[info]\nleds=1025\n"}) {
-    log_.clear();
-    write_file(kIllumination, text);
-    EXPECT_EQ(set_up(new_light()), kFailed) << text;
-    EXPECT_EQ(log_.lines(), errors({"Unable to obtain number of LEDs from config"})) << text;
-  }
-  EXPECT_FALSE(is_given(0));
-}
+// The levels.
 
 TEST_F(FisheyeSetup, IsRefusedWithoutMemoryForTheLevels) {
   memory_is_short = true;
@@ -175,6 +122,25 @@ TEST_F(FisheyeSetup, IsRefusedWithoutMemoryForTheLevels) {
   light_->power_intensity = 2.0;
   EXPECT_EQ(activate(light_, TRUE).code, std::nullopt);
   led_base_update_temperature(light_.get());
+  EXPECT_THAT(written(), IsEmpty());
+}
+
+TEST_F(FisheyeSetup, WithoutMemoryForTheLevelsMakesALightThatWritesNothing) {
+  memory_is_short = true;
+  const LightFiles files;
+  files.write_state(state_text());
+  files.write_defaults("[common]\nbasepath=/sys/class/leds/fisheye%d/power\n");
+  const LightPointer light{LED_BASE(g_object_new(LED_TYPE_FISHEYE_I2C, nullptr)), &g_object_unref};
+  EXPECT_TRUE(led_base_setup(light.get(), nullptr));
+  EXPECT_EQ(light->nbr_of_leds, 2);
+  EXPECT_FALSE(light->card_detected);
+
+  thermal_zones::heat(1, 55.0);
+  watch(light, {1});
+  written();
+  light->light_on = 1;
+  led_base_set_power_intensity(light.get(), 2.0);
+  led_base_update_temperature(light.get());
   EXPECT_THAT(written(), IsEmpty());
 }
 
@@ -336,19 +302,6 @@ TEST_F(FisheyeSetup, IsRefusedWhenTheModeOfAFileIsFixed) {
   EXPECT_EQ(log_.lines(), errors({"Failed to set r/w group to fd: /sys/class/leds/fisheye1/power"}));
   EXPECT_TRUE(is_given(0));
   EXPECT_EQ(access_of(led_file(2)), kFreshAccess);
-}
-
-// The angle.
-
-TEST_F(FisheyeSetup, LightHasNoAngle) {
-  EXPECT_EQ(set_up(light_), kDone);
-  light_->angle_of_illumination = 30;
-  led_base_set_angle_of_illumination(light_.get(), 70);
-  led_base_recalculate_angle_of_illumination(light_.get(), 70);
-  EXPECT_EQ(light_->angle_of_illumination, 30);
-  EXPECT_EQ(led_base_get_current_angle_of_illumination(light_.get()), -1);
-  EXPECT_EQ(light_->led_intensities, nullptr);
-  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 }  // namespace

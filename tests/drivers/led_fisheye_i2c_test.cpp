@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "support/fisheye_fixture.h"
+#include "support/mcu_light_fixture.h"
 
 namespace {
 
@@ -147,6 +148,28 @@ TEST_F(FisheyeLight, WithoutLedsPrintsItsBudgetOnly) {
 
 // Failures.
 
+TEST_F(FisheyeLight, LeavesNoFileOpen) {
+  const auto before = open_descriptors();
+  EXPECT_EQ(activate(light_, TRUE), kDone);
+  EXPECT_EQ(open_descriptors(), before);
+
+  attribute_writes().failures[led_file(0)] = {EIO};
+  EXPECT_EQ(activate(light_, TRUE), kFailed);
+  EXPECT_EQ(open_descriptors(), before) << "a write has failed";
+
+  std::filesystem::remove(led_file(0));
+  EXPECT_EQ(activate(light_, TRUE), kFailed);
+  EXPECT_EQ(open_descriptors(), before) << "a file is missing";
+}
+
+TEST_F(FisheyeLight, OpensItsFilesForWritingOnly) {
+  replace(led_file(0), fifo_without_a_writer());
+  EXPECT_EQ(activate(light_, TRUE), kFailed);
+  EXPECT_EQ(log_.lines(), errors({"activate_light: failed to open /sys/class/leds/fisheye0/power: "
+                                  "No such device or address"}))
+      << "a FIFO that nobody reads opens for reading and writing at once";
+}
+
 TEST_F(FisheyeLight, GoesOnAfterAnLedThatCannotBeOpened) {
   change({30, 10, 10});
   std::filesystem::remove(led_file(1));
@@ -214,19 +237,6 @@ TEST_F(FisheyeLight, GoesOnAfterAnLedWithoutPath) {
   EXPECT_EQ(activate(light_, TRUE), kFailed);
   EXPECT_EQ(log_.lines(), errors({line, line}));
   EXPECT_THAT(written(), IsEmpty());
-}
-
-// Without a setup that succeeded.
-
-TEST_F(Fisheye, WithoutSetupHasNoLeds) {
-  written();
-  light_->power_intensity = 2.0;
-  light_->light_on = 1;
-  EXPECT_EQ(activate(light_, TRUE), kDone);
-  EXPECT_EQ(activate(light_, FALSE), kDone);
-  led_base_update_temperature(light_.get());
-  EXPECT_THAT(written(), IsEmpty());
-  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(Fisheye, WhoseSetupFailedCanBeSwitchedOff) {

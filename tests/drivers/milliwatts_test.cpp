@@ -3,6 +3,7 @@
 #include "drivers/milliwatts.h"
 
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "drivers/led_bl.h"
@@ -52,6 +53,29 @@ TEST_F(RequestedMilliwatts, AreThoseOfEachLed) {
   EXPECT_THAT(requested_milliwatts(light_.get()), IsEmpty());
 }
 
+TEST(GrantedMilliwatts, AreTheWattsOfTheGrant) {
+  const auto light = make_light(LED_TYPE_FISHEYE_I2C);
+  for (const auto &[watts, milliwatts] :
+       {std::pair{0.0, 0.0}, {0.0005, 0.5}, {0.0625, 62.5}, {2.0, 2000.0}, {2'147'483.0, 2'147'483'000.0}}) {
+    light->power_intensity = watts;
+    EXPECT_DOUBLE_EQ(granted_milliwatts(light.get()), milliwatts);
+  }
+}
+
+TEST(GrantedMilliwatts, AreBetweenNothingAndTheMostAnIntHolds) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
+  const auto light = make_light(LED_TYPE_FISHEYE_I2C);
+  for (const double watts : {-0.0, -0.001, -2.0, -1e300, -kInfinity, kNotANumber}) {
+    light->power_intensity = watts;
+    EXPECT_EQ(granted_milliwatts(light.get()), 0.0) << watts;
+  }
+  for (const double watts : {2'147'483.648, 1e300, std::numeric_limits<double>::max(), kInfinity}) {
+    light->power_intensity = watts;
+    EXPECT_EQ(granted_milliwatts(light.get()), double{G_MAXINT}) << watts;
+  }
+}
+
 class RequestedMilliwattsOf : public RequestedMilliwatts, public testing::WithParamInterface<GType (*)()> {
  protected:
   void light_up(const std::vector<gint> &intensities) {
@@ -73,6 +97,18 @@ TEST_P(RequestedMilliwattsOf, ALightDoNotDependOnWhatItHas) {
   light_->power_reduce = 500.0;
   light_->intensity_high = 100;
   EXPECT_THAT(asked(), ElementsAre(watts(0.8)));
+}
+
+TEST_P(RequestedMilliwattsOf, ALightAreRememberedInWatts) {
+  light_up({600, 207});
+  asked();
+  EXPECT_EQ(light_->requested_power, 0.807F);
+  light_->manual_intensities[1] = 0;
+  asked();
+  EXPECT_EQ(light_->requested_power, 0.6F);
+  light_->light_on = 0;
+  asked();
+  EXPECT_EQ(light_->requested_power, 0.6F) << "those of the light when it was lit";
 }
 
 TEST_P(RequestedMilliwattsOf, ALightArePrinted) {

@@ -5,17 +5,18 @@
 
 #include "drivers/led_bl.h"
 #include "support/gpio_line_files.h"
-#include "support/led_driver_fixture.h"
+#include "support/milliwatt_light_fixture.h"
 
 /// Light 2, whose LEDs are backlights: two LEDs with a GPIO line each, limits of 0 and 1000 milliwatts, and
 /// the regulator enabled without a sensor.
-class Backlight : public LedDriver {
+class Backlight : public MilliwattDriver {
  protected:
   static constexpr int kLight = 2;
+  static constexpr double kGranted = 1.2;
+  static inline const std::vector<gint> kWanted{600, 200};
 
   Backlight() {
-    write_led_count("2");
-    write_file(kDimming, "[regulator]\nenabled=true\nsample_time=5\nk_p=0.1\nref_temp=60\n");
+    write_dimming("enabled=true\nsample_time=5\nk_p=0.1\nref_temp=60\n");
     make_leds(2);
     make_lines(2);
   }
@@ -36,38 +37,22 @@ class Backlight : public LedDriver {
   }
 
   static LightPointer new_light() {
-    auto light = make_light(LED_TYPE_BL);
+    auto light = light_at(LED_TYPE_BL, "/sys/class/backlight/ir%d");
     led_base_set_light_id(light.get(), kLight);
-    light->basepath = g_strdup("/sys/class/backlight/ir%d");
     light->max_brightness_level = -1;
-    light->intensity_high = 1000;
-    light->intensity = 1000;
     return light;
   }
 
   LightPointer light_ = new_light();
 };
 
-/// The light after its setup, with 1.2 W granted, of which its LEDs want 600 and 200 mW.
-class BacklightLight : public Backlight {
+class BacklightLight : public LightInUse<Backlight> {
  protected:
-  BacklightLight() { prepare(light_, {600, 200}); }
-
-  static void prepare(const LightPointer &light, const std::vector<gint> &intensities) {
-    EXPECT_EQ(set_up(light), kDone);
-    light->power_intensity = 1.2;
-    request(light, intensities);
-    written();
-  }
-
-  /// Makes the light anew, with as many LEDs as @p intensities has, and so many lines.
-  void change(const std::vector<gint> &intensities, int lines) {
+  /// Makes the light anew, with as many LEDs as @p milliwatts has, and so many lines.
+  void change(const std::vector<gint> &milliwatts, int lines) {
     std::filesystem::remove_all("/sys/class/gpio");
     make_lines(lines);
-    make_leds(static_cast<int>(intensities.size()));
-    write_led_count(std::to_string(intensities.size()));
-    light_ = new_light();
-    prepare(light_, intensities);
+    LightInUse::change(milliwatts);
   }
 
   static std::string brightness(int led, int value) {

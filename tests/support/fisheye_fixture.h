@@ -4,13 +4,15 @@
 #include <vector>
 
 #include "drivers/led_fisheye_i2c.h"
-#include "support/led_driver_fixture.h"
+#include "support/milliwatt_light_fixture.h"
 
 /// A fisheye camera's light: two LEDs of up to 1000 milliwatts, and a regulator without a sensor.
-class Fisheye : public LedDriver {
+class Fisheye : public MilliwattDriver {
  protected:
+  static constexpr double kGranted = 2.0;
+  static inline const std::vector<gint> kWanted{30, 10};
+
   Fisheye() {
-    write_led_count("2");
     write_dimming("sample_time=5\nk_p=0.1\nk_i=0\nk_d=0\nref_temp=60\n");
     make_leds(2);
   }
@@ -22,39 +24,15 @@ class Fisheye : public LedDriver {
       write_fresh_file(led_file(led), "0\n");
   }
 
-  static void write_dimming(const std::string &lines) { write_file(kDimming, "[regulator]\n" + lines); }
-
   static LightPointer new_light() {
-    auto light = make_light(LED_TYPE_FISHEYE_I2C);
-    light->basepath = g_strdup("/sys/class/leds/fisheye%d/power");
-    light->intensity_high = 1000;
-    light->intensity = 1000;
-    return light;
+    return light_at(LED_TYPE_FISHEYE_I2C, "/sys/class/leds/fisheye%d/power");
   }
 
   LightPointer light_ = new_light();
 };
 
-/// The light after its setup, with 2 W granted, of which its LEDs want 30 and 10 mW.
-class FisheyeLight : public Fisheye {
+class FisheyeLight : public LightInUse<Fisheye> {
  protected:
-  FisheyeLight() { prepare(light_, {30, 10}); }
-
-  static void prepare(const LightPointer &light, const std::vector<gint> &intensities) {
-    EXPECT_EQ(set_up(light), kDone);
-    light->power_intensity = 2.0;
-    request(light, intensities);
-    written();
-  }
-
-  /// Makes the light anew, with as many LEDs as @p intensities has.
-  void change(const std::vector<gint> &intensities) {
-    make_leds(static_cast<int>(intensities.size()));
-    write_led_count(std::to_string(intensities.size()));
-    light_ = new_light();
-    prepare(light_, intensities);
-  }
-
   /// The writes that give the LEDs these milliwatts.
   static std::vector<std::string> levels(const std::vector<int> &milliwatts) {
     std::vector<std::string> writes;

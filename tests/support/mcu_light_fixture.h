@@ -66,7 +66,8 @@ inline size_t open_descriptors() {
   return static_cast<size_t>(std::distance(begin(all), end(all)));
 }
 
-/// A board behind a micro-controller, whose folder holds its mark and a file for each output.
+/// A board behind a micro-controller, whose folder holds its mark and a file for each output, and the light
+/// on it.
 class McuLight : public LedDriver {
  protected:
   static constexpr const char *kFolder = "/sys/class/light";
@@ -76,8 +77,7 @@ class McuLight : public LedDriver {
     write_file(kMark, "1");
     for (int output = 0; output < outputs; ++output)
       files_.push_back(output_file(output));
-    for (const auto &path : files_)
-      write_fresh_file(path);
+    make_files_anew();
     attribute_writes() = {};
   }
 
@@ -94,18 +94,45 @@ class McuLight : public LedDriver {
     return light;
   }
 
+  static void expect_no_descriptor_left_open(const LightPointer &light) {
+    const auto before = open_descriptors();
+    for (const bool on : {true, false})
+      EXPECT_EQ(activate(light, on), kDone);
+    EXPECT_EQ(open_descriptors(), before);
+  }
+
+  static bool has_illumination_table(const LightPointer &light, gint leds) {
+    return light->illumination_table != nullptr && light->nbr_of_leds == leds;
+  }
+
   static bool is_given(const std::string &path) { return access_of(path).group == primary_group("light"); }
   bool are_all_given() const { return std::all_of(files_.begin(), files_.end(), is_given); }
+
+  void make_files_anew() const {
+    for (const auto &path : files_) {
+      std::filesystem::remove_all(path);
+      write_fresh_file(path);
+    }
+  }
 
   static std::string failed_chown(const std::string &path) {
     return "Failed to chown " + path + " to gid " + std::to_string(primary_group("light"));
   }
 
-  /// The writes since this was asked last, as "led0=TEXT".
+  /// Sets up @p light and forgets what was said of that.
+  LightPointer set_up_silently(LightPointer light) {
+    EXPECT_EQ(set_up(light), kDone);
+    log_.clear();
+    return light;
+  }
+
+  /// The writes to the board since this was asked last, as "led0=TEXT".
   static std::vector<std::string> written() {
-    auto writes = std::exchange(attribute_writes().tried, {});
-    for (auto &write : writes)
-      write.erase(0, std::string{kFolder}.size() + 1);
+    const std::string folder = std::string{kFolder} + "/";
+    std::vector<std::string> writes;
+    for (const auto &write : std::exchange(attribute_writes().tried, {}))
+      if (write.starts_with(folder))
+        writes.push_back(write.substr(folder.size()));
     return writes;
   }
 

@@ -9,6 +9,9 @@ inline constexpr const char *kNoOptics = "No optics bootblock parameter found - 
 /// A board of three outputs on a supply of PoE class 3, and a table of three angles and three intensities.
 class ThreeOutputs : public McuLight {
  protected:
+  static constexpr gint kLeds = 2;
+  static constexpr const char *kReadFailure = "Failed reading file";
+  static constexpr bool kDimmingComesFirst = true;
   static constexpr const char *kPoeClass = "/var/run/poeclass";
   static constexpr const char *kTable =
       "[info]\nangle_div=50\nintensity_div=50\n"
@@ -22,15 +25,14 @@ class ThreeOutputs : public McuLight {
     write_file(kDimming, "[regulator]\nsample_time=5\n");
   }
 
-  static LightPointer new_light() { return board_light(LED_TYPE_3_I2C, 2); }
-
+  static LightPointer new_light() { return board_light(LED_TYPE_3_I2C, kLeds); }
   /// A light with its table.
-  LightPointer ready_light() {
-    auto light = new_light();
-    EXPECT_EQ(set_up(light), kDone);
-    log_.clear();
-    return light;
+  LightPointer ready_light() { return set_up_silently(new_light()); }
+
+  static bool has_table(const LightPointer &light) {
+    return shown_at(light, 0) == std::vector<std::string>{"40", "20", "40"};
   }
+  static std::vector<Line> said_of_the_table() { return {{LOG_INFO, kNoOptics}}; }
 
   /// A write of what the micro-controller takes: 12 bytes, of which the text leaves zeros.
   static std::string record(int output, std::string text) {

@@ -7,6 +7,9 @@
 /// 10.
 class TwoChannels : public McuLight {
  protected:
+  static constexpr gint kLeds = 2;
+  static constexpr const char *kReadFailure = "failed reading file";
+  static constexpr bool kDimmingComesFirst = false;
   static constexpr const char *kTable =
       "[info]\nleds=2\n[0]\n0=0;0;\n100=30;10;\n[100]\n0=0;0;\n100=10;30;\n";
 
@@ -15,14 +18,15 @@ class TwoChannels : public McuLight {
     write_file(kDimming, "[regulator]\nsample_time=5\n");
   }
 
-  static LightPointer new_light() { return board_light(LED_TYPE_2_I2C, 2); }
+  static LightPointer new_light() { return board_light(LED_TYPE_2_I2C, kLeds); }
+
+  static bool has_table(const LightPointer &light) { return has_illumination_table(light, kLeds); }
+  static std::vector<Line> said_of_the_table() { return {}; }
 
   /// A light whose levels are those of angle 0.
   LightPointer ready_light() {
-    auto light = new_light();
-    EXPECT_EQ(set_up(light), kDone);
+    auto light = set_up_silently(new_light());
     led_base_recalculate_angle_of_illumination(light.get(), 0);
-    log_.clear();
     return light;
   }
 

@@ -47,7 +47,7 @@ def report(folder: Path, minimum: float, binaries: list[str]) -> bool:
     # A run that was killed while it wrote leaves half a file.
     whole = [path for path in folder.rglob("*.profraw") if path.stat().st_size > 0]
     (folder / "runs").write_text("".join(f"{path}\n" for path in whole))
-    merging = ["llvm-profdata", "merge", "--sparse", "--failure-mode=all", f"--input-files={folder / 'runs'}"]
+    merging = ["llvm-profdata", "merge", "--sparse", "--num-threads=2", "--failure-mode=all", f"--input-files={folder / 'runs'}"]
     subprocess.run([*merging, "-o", total], check=True)
     objects = [argument for binary in binaries[1:] for argument in ("-object", binary)]
     exporting = ["llvm-cov", "export", "--summary-only", "--ignore-filename-regex=^/usr/", "-instr-profile", total]
