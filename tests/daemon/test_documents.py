@@ -91,7 +91,8 @@ def test_the_demo_plays_and_opens_a_shell(checkout: Path) -> None:
     assert "com.velk.Event.LightStatusChanged ({'state': <'ON'>},)" in shown
     assert "Code2: Invalid Intensity. Intensity is not set" in shown
     assert "Levels of led0 at angle 50: 30 30" in shown
-    assert 'RequestPower "led0" "normal" dbus.Double(2.0)' in shown and "led0 74\n" in shown
+    assert 'RequestPower "led0" "normal" dbus.Double(1.0)' in shown
+    assert "/illumination/led0: 37\n" in shown and "/illumination/led0: 50\n" in shown
     assert shown.count("Terminating") == 3 and shown.rstrip().endswith("beamd ended with status 0")
     assert "beamd is running" in run(shell, checkout)
     assert "/sys/class/leds/ir0/brightness: 1000" in run(light, checkout)

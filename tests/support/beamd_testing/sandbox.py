@@ -57,6 +57,8 @@ class Sandbox:
         if self._holder.stdout.readline() != b"ready\n":
             raise RuntimeError(f"the sandbox did not come up (exit status {self._holder.wait()})")
         self._pid_namespace = os.readlink(self._namespace("pid_for_children"))
+        # While it is held open no other sandbox gets the same one's number.
+        self._held_namespace = os.open(self._namespace("pid_for_children"), os.O_RDONLY | os.O_CLOEXEC)
 
     def path(self, inside: str | Path) -> Path:
         """Where this process finds the file that is at the absolute path @p inside."""
@@ -160,6 +162,7 @@ class Sandbox:
         while left := self.processes():
             assert time.monotonic() < deadline, f"processes outlived their sandbox: {left}"
             time.sleep(0.005)
+        os.close(self._held_namespace)
         shutil.rmtree(self.top)
 
     def _namespace(self, name: str) -> str:
