@@ -226,4 +226,10 @@ TEST(RegulatorFilter, DoesNotRoundTheFifthByItself) {
   EXPECT_EQ(low_pass(114.0, 68.0), 0x1.a333333333333p+6);
 }
 
+TEST(RegulatorFilter, MayRoundBothProducts) {
+  EXPECT_EQ(low_pass_rounded_twice(22.0, 37.0), 25.0);
+  EXPECT_EQ(low_pass_rounded_twice(114.0, 68.0), 0x1.a333333333334p+6);
+  EXPECT_EQ(low_pass_rounded_twice(40.0, 50.0), 42.0);
+}
+
 }  // namespace
