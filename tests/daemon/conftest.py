@@ -134,7 +134,7 @@ def serve(
 
     def serve(*options: str) -> Daemon:
         power_daemon.start()
-        devices = request.getfixturevalue("devices") if board.FOLLOWS_THE_LENS else None
+        devices = request.getfixturevalue("devices") if board.NEEDS_DEVICES else None
         return daemon(argv=["--no-daemon", *options], devices=devices)
 
     return serve

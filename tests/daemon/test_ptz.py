@@ -9,15 +9,13 @@ import pytest
 from beamd_testing import syslog as log
 from beamd_testing.configuration import beamd_conf
 from beamd_testing.installation import BEAMD_CONF, install_board, install_example, install_light, state_path
+from beamd_testing.log_lines import NOT_ACTIVATED, NOT_DEACTIVATED, TERMINATING
 from beamd_testing.peers import Peer
 from beamd_testing.services import Controller, Light, announced, events
 
 NAME = "com.velk.PTZ.Coordinator"
 
-TERMINATING = (log.INFO, "Terminating")
 NOT_SENT = (log.ERR, "Failed to send aux command to ptz")
-NOT_ACTIVATED = (log.ERR, "Unable to activate light")
-NOT_DEACTIVATED = (log.ERR, "Unable to deactivate light")
 FAILS = "raise dbus.exceptions.DBusException('the unit moves', name='com.velk.PTZ.Busy')"
 
 

@@ -9,23 +9,24 @@ import pytest
 
 from beamd_testing import layout
 from beamd_testing import syslog as log
-from beamd_testing.bus_client import BusError
 from beamd_testing.configuration import beamd_conf
 from beamd_testing.installation import (
     BEAMD_CONF,
     defaults_path,
     install_board,
+    install_dummies,
     install_example,
     install_light,
     state_path,
 )
+from beamd_testing.led_board import demand_no_board
+from beamd_testing.log_lines import TERMINATING
 from beamd_testing.services import Controller, Light, announced, events
 
 LIBRARY = "/usr/lib/libserial_link_backend.so"
 CALLS = "/run/serial_backend.calls"
 LOADED = ["create", "initialise 0"]
 
-TERMINATING = (log.INFO, "Terminating")
 NO_EXPANDER = (log.WARNING, "Can't find expander_type, setting as 0, none")
 NOT_OPENED = (
     log.ERR,
@@ -84,14 +85,6 @@ def no_head(channel: int) -> tuple[int, str]:
     return (log.INFO, f"No IR head found on channel {channel}")
 
 
-def refuses(lamp: Light) -> None:
-    assert not lamp.get("CardDetected")
-    with pytest.raises(BusError) as refusal:
-        lamp.switch(True)
-    assert (refusal.value.domain, refusal.value.code) == ("light-control-error-quark", 6)
-    assert refusal.value.message == "No IR light PCB found"
-
-
 def test_example_works_as_it_is(daemon, bus, library, syslog, timeline):
     running = daemon()
     assert Controller(bus.client).lights()[0][:3] == ("led0", "IR", 0)
@@ -106,6 +99,16 @@ def test_example_works_as_it_is(daemon, bus, library, syslog, timeline):
     running.stop()
     assert library.take() == ["set_light 0 0", "unload"]
     assert syslog.texts() == [TERMINATING]
+
+
+def test_library_that_no_light_needs_is_not_loaded(daemon, sandbox, bus, library):
+    install_dummies(sandbox, {})
+    running = daemon()
+    lamp = Light(bus.client)
+    lamp.switch(True)
+    assert lamp.is_on()
+    running.stop()
+    assert library.take() == []
 
 
 class TestCalls:
@@ -155,7 +158,7 @@ class TestFailures:
         # Each light tries to load it.
         assert syslog.texts() == [NOT_OPENED, NOT_OPENED, no_head(0), no_head(1)]
         for number in range(2):
-            refuses(Light(bus.client, number))
+            demand_no_board(Light(bus.client, number))
         other = Light(bus.client, 2)
         other.switch(True)
         assert other.is_on() and other.get("CardDetected")
@@ -166,7 +169,7 @@ class TestFailures:
         link.add_dummy(1)
         daemon()
         assert syslog.texts() == [(log.ERR, "Failed to find symbol lib_serial_link_create"), no_head(0)]
-        refuses(Light(bus.client))
+        demand_no_board(Light(bus.client))
         other = Light(bus.client, 1)
         other.switch(True)
         assert other.is_on()
@@ -178,14 +181,15 @@ class TestFailures:
         [(priority, complaint), last] = syslog.texts()
         assert priority == log.ERR and complaint.startswith(f"Failed to open lib {LIBRARY}: ")
         assert last == no_head(0)
-        refuses(Light(bus.client))
+        demand_no_board(Light(bus.client))
 
     def test_missing_head_is_no_concern_of_the_others(self, daemon, bus, library, syslog):
         library.expander_types(0, 0, 0)
         daemon(environment={"SERIAL_BACKEND_PROBE": "1=-1"})
         assert syslog.texts() == [no_head(1)]
-        refuses(Light(bus.client, 1))
-        library.take()
+        probed = [call for n in range(3) for call in (f"probe {n} 0", f"set_light {n} 0")]
+        assert library.take() == [*LOADED, *probed]
+        demand_no_board(Light(bus.client, 1))
         for number in (0, 2):
             lamp = Light(bus.client, number)
             lamp.switch(True)
@@ -195,7 +199,7 @@ class TestFailures:
     def test_library_that_cannot_probe_has_no_heads(self, daemon, bus, library, syslog):
         daemon(environment={"SERIAL_BACKEND_LACKS": "probe"})
         assert syslog.texts() == [no_head(0)]
-        refuses(Light(bus.client))
+        demand_no_board(Light(bus.client))
 
     def test_library_that_cannot_switch(self, daemon, bus, library, syslog):
         daemon(environment={"SERIAL_BACKEND_LACKS": "set_light"})

@@ -35,7 +35,7 @@ class LedBoard:
     PLENTY: float  # watts: all that the light of the example can use
     SENSORS = {"IlluminationBoard": 3, "IlluminationDriver": 4}
     AT_START: list[tuple[int, str]] = []  # what the log tells
-    FOLLOWS_THE_LENS = False
+    NEEDS_DEVICES = False
 
     def __init__(self, sandbox: Sandbox, written: Iterable[str]) -> None:
         self.sandbox = sandbox

@@ -32,7 +32,7 @@ class SysfsBoard(LedBoard):
     EXAMPLE = "LEDSYSFS"
     PLENTY = 5.0
     LEDS = 3
-    FOLLOWS_THE_LENS = True
+    NEEDS_DEVICES = True
 
     def __init__(self, sandbox: Sandbox) -> None:
         super().__init__(sandbox, map(led_file, range(self.LEDS)))
