@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 /// The I2C buses in the executable that has fake_i2c.cpp: /dev/i2c-N are plain files, whose requests are
@@ -19,7 +20,9 @@ class FakeI2c {
     std::uint8_t subdevice;  ///< without its highest bit
     std::uint8_t number;
 
-    auto operator<=>(const Register &) const = default;
+    bool operator<(const Register &other) const {
+      return std::tie(subdevice, number) < std::tie(other.subdevice, other.number);
+    }
   };
   /// What the ioctl returns, also instead of a number of messages, and errno.
   struct Answer {
