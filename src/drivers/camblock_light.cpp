@@ -37,7 +37,9 @@ bool load_camblock_config(GKeyFile *key_file, const LightControlTexts &texts, bo
   const auto text = read_file_logging(kConfigFile, kMessages);
   if (!text)
     return false;
-  *is_enabled = !is_light_control_disabled(texts.unreadable) || light_error_no_board(error, texts.disabled);
+  *is_enabled = !is_light_control_disabled(texts.unreadable);
+  if (!*is_enabled)
+    light_error_no_board(error, texts.disabled);
   return parse_key_file_logging(kConfigFile, *text, key_file, kMessages);
 }
 
@@ -73,7 +75,7 @@ bool CamblockLink::write(gint reg, guint16 value) const {
                             static_cast<guint8>(device_.subdevice), static_cast<guint8>(reg), value) == 0;
 }
 
-CamblockLink::Result CamblockLink::light(const CamblockLed &led, guint8 level) const {
+CamblockLink::Result CamblockLink::light(const CamblockRegisters &led, guint8 level) const {
   guint16 is_enabled = 0;
   if (!read(led.enable_register, &is_enabled))
     return Result::kNotRead;

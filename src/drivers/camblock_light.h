@@ -19,7 +19,7 @@ struct CamblockDevice {
 };
 
 /// The registers of an LED, of whose numbers the low bytes count.
-struct CamblockLed {
+struct CamblockRegisters {
   gint enable_register;
   gint power_register;
 };
@@ -62,8 +62,8 @@ class CamblockLink {
 
   enum class Result { kDone, kNotRead, kNotWritten };
   /// Enables @p led if it is not, and sets its level.
-  Result light(const CamblockLed &led, guint8 level) const;
-  bool darken(const CamblockLed &led) const { return write(led.enable_register, 0); }
+  Result light(const CamblockRegisters &led, guint8 level) const;
+  bool darken(const CamblockRegisters &led) const { return write(led.enable_register, 0); }
 
  private:
   CamblockDevice device_;

@@ -97,7 +97,8 @@ bool FieldOfView::watch() {
   return watch_ != 0;
 }
 
-// A device that fails is reported whether it is watched for that or not.
+// poll() reports errors unasked: were they not among the conditions, nobody would be called and the loop
+// would spin.
 guint FieldOfView::add_watch() {
   constexpr auto conditions = static_cast<GIOCondition>(G_IO_IN | G_IO_ERR | G_IO_HUP | G_IO_NVAL);
   return g_io_add_watch(channel_, conditions, on_event, this);

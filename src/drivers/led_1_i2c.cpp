@@ -24,7 +24,7 @@ constexpr McuBoard kBoard = {
 };
 
 // Of the class, not of the light.
-RegulatorState regulator;
+RegulatorState regulator_state;
 double filtered_temp = kUnseeded;
 
 gboolean led_1_i2c_setup(LedBase *light, GError **error) {
@@ -64,7 +64,7 @@ void led_1_i2c_update_temperature(LedBase *light) {
     return;
   const gint32 sensor = light->nbr_of_temp_sensors == 1 ? sensor_id(light, 0) : -1;
   const double temperature = filter_temperature(sensor, &filtered_temp);
-  regulate(light, &regulator, self->regulator.gains, temperature, self->effective_intensity);
+  regulate(light, &regulator_state, self->regulator.gains, temperature, self->effective_intensity);
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "daemon/debug.h"
@@ -15,6 +17,7 @@
 #include "drivers/device_access.h"
 #include "drivers/gpio_lines.h"
 #include "drivers/led_1_pwm_rules.h"
+#include "drivers/milliwatts.h"
 #include "drivers/regulator.h"
 #include "drivers/temperature.h"
 
@@ -39,7 +42,7 @@ constexpr const char *kPeriod = "/pwm1/period";
 constexpr const char *kDutyCycle = "/pwm1/duty_cycle";
 
 // Of the class, not of the light.
-RegulatorState regulator;
+RegulatorState regulator_state;
 double filtered_temp = kUnseeded;
 
 std::optional<std::string> device_file(const LedBase *light, const char *name) {
@@ -108,7 +111,7 @@ gboolean led_1_pwm_setup(LedBase *light, GError **) {
 
 gint limited_intensity(const LedBase *light) {
   gint intensity = to_int(light->intensity - light->power_reduce);
-  const gint granted = std::max(to_int(light->power_intensity * 1000.0), 0);
+  const gint granted = to_int(granted_milliwatts(light));
   debug_log("manual intensity %d", intensity);
   if (intensity < light->intensity_low) {
     intensity = light->intensity_low;
@@ -137,7 +140,7 @@ bool write_timing(const LedBase *light, const char *name, gint value) {
     syslog(LOG_WARNING, "Failed to open fd for %s (%s)(%d)", name, text_of(path).c_str(), errno);
     return false;
   }
-  char text[8];
+  char text[8];  // longer numbers are cut
   snprintf(text, sizeof text, "%d", value);
   if (!write_attribute(file, text))
     syslog(LOG_ERR, "Write failure to %s (%d)", name, errno);
@@ -223,7 +226,7 @@ void led_1_pwm_update_temperature(LedBase *light) {
   if (!begin_tick(light, TRUE, light->intensity))
     return;
   const double temperature = filter_temperature(sensor_id(light, 0), &filtered_temp);
-  regulate(light, &regulator, LED_1_PWM(light)->regulator.gains, temperature, light->intensity);
+  regulate(light, &regulator_state, LED_1_PWM(light)->regulator.gains, temperature, light->intensity);
 }
 
 }  // namespace

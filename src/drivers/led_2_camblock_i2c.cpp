@@ -2,8 +2,6 @@
 
 #include <syslog.h>
 
-#include <algorithm>
-
 #include "daemon/debug.h"
 #include "drivers/camblock_light.h"
 #include "drivers/camblock_rules.h"
@@ -12,7 +10,7 @@
 struct _Led_2_CAMBLOCK_I2C {
   LedBase parent;
   CamblockDevice device;
-  CamblockLed registers[2];
+  CamblockRegisters registers[2];
   RegulatorConfig regulator;
 };
 
@@ -26,7 +24,7 @@ constexpr IlluminationTexts kIllumination = {"failed reading file", "Failed to g
 constexpr SensorLimit kSensors = {1, "sensor"};
 
 // Of the class, not of the light.
-CamblockRegulator regulator;
+CamblockRegulator regulator_state;
 
 bool read_hardware(Led_2_CAMBLOCK_I2C *self, GKeyFile *key_file) {
   constexpr const char *kComplaint = "Failed to get %s from file: %s";
@@ -88,7 +86,7 @@ gboolean led_2_camblock_i2c_activate_light(LedBase *light, gboolean on, GError *
 }
 
 void led_2_camblock_i2c_update_temperature(LedBase *light) {
-  regulate_camblock(light, LED_2_CAMBLOCK_I2C(light)->regulator.gains, &regulator, kTemperatureTexts,
+  regulate_camblock(light, LED_2_CAMBLOCK_I2C(light)->regulator.gains, &regulator_state, kTemperatureTexts,
                     "power_reduce = %.2f, temp = %.2f");
 }
 

@@ -22,7 +22,7 @@ constexpr McuBoard kBoard = {
 };
 
 // Of the class, not of the light.
-RegulatorState regulator;
+RegulatorState regulator_state;
 TwoFilters filters;
 
 gboolean led_2_i2c_setup(LedBase *light, GError **error) {
@@ -54,8 +54,8 @@ gboolean led_2_i2c_activate_light(LedBase *light, gboolean on, GError **) {
 void led_2_i2c_update_temperature(LedBase *light) {
   debug_log("Regulator enabled");
   const double temperature = filter_higher_of_two(light, &filters);
-  filters.first = temperature;
-  regulate(light, &regulator, LED_2_I2C(light)->regulator.gains, temperature, two_led_level(light));
+  filters.first = temperature;  // the hotter sensor carries on as the first one's filter
+  regulate(light, &regulator_state, LED_2_I2C(light)->regulator.gains, temperature, two_led_level(light));
 }
 
 }  // namespace

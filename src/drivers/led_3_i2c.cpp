@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <string>
 
 #include "drivers/attribute_file.h"
 #include "drivers/mcu_board.h"
@@ -37,7 +36,7 @@ constexpr const char *kPoeClassFile = "/var/run/poeclass";
 constexpr SensorLimit kSensors = {2, "sensors"};
 
 // Of the class, not of the light.
-RegulatorState regulator;
+RegulatorState regulator_state;
 TwoFilters filters;
 gint last_angle = 0;
 
@@ -133,8 +132,8 @@ gboolean led_3_i2c_activate_light(LedBase *light, gboolean on, GError **error) {
   auto *self = LED_3_I2C(light);
   UniqueFd files[3];
   for (gsize output = 0; output < 3; ++output) {
-    const auto path = board_file_path(light, kOutputFiles[output]);
-    if (!path || !(files[output] = open_attribute(*path)))
+    files[output] = open_attribute(board_file_path(light, kOutputFiles[output]));
+    if (!files[output])
       return FALSE;
   }
   if (!still_has_board(self, error))
@@ -173,7 +172,7 @@ void led_3_i2c_update_temperature(LedBase *light) {
   const auto total = static_cast<double>(total_of(std::to_array(self->outputs)));
   if (!begin_tick(light, TRUE, total))
     return;
-  regulate(light, &regulator, self->regulator.gains, filter_higher_of_two(light, &filters), total);
+  regulate(light, &regulator_state, self->regulator.gains, filter_higher_of_two(light, &filters), total);
 }
 
 }  // namespace

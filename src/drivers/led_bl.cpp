@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <optional>
 #include <string>
 
 #include "daemon/debug.h"
@@ -29,24 +30,14 @@ G_DEFINE_FINAL_TYPE(Led_BL, led_bl, LED_TYPE_BASE)
 
 namespace {
 
-constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
 constexpr SensorLimit kSensors = {4, "sensor"};
+// The run of blanks belongs to the text.
 constexpr const char *kUnreadableSensor =
     "update_temperature: unable to read temperature from             sensor %d";
 
 // Of the class, not of the light.
-RegulatorState regulator;
+RegulatorState regulator_state;
 FourFilters filters = kFourUnseeded;
-
-bool read_led_count(LedBase *light, GError **error) {
-  g_autoptr(GKeyFile) key_file = g_key_file_new();
-  if (!util_load_key_file(kIlluminationFile, key_file))
-    return light_error_no_board(error, "Unable to load LED driver configuration");
-  light->nbr_of_leds = illumination_table_led_count(key_file, nullptr);
-  if (light->nbr_of_leds < 1)
-    syslog(LOG_ERR, "Unable to obtain number of LEDs from config");
-  return light->nbr_of_leds >= 1;
-}
 
 std::optional<std::string> led_file(const LedBase *light, gint led, const char *name) {
   const auto folder = expand_led_path(light->basepath, {led});
@@ -77,7 +68,7 @@ gboolean led_bl_setup(LedBase *light, GError **error) {
   auto *self = LED_BL(light);
   if (is_light_control_disabled())
     return light_error_no_board(error, "IR light not enabled");
-  if (!read_led_count(light, error) || !give_leds_to_light(light))
+  if (!load_led_count(light, kIlluminationFile, error) || !give_leds_to_light(light))
     return FALSE;
   const auto lines = set_up_gpio_lines(light->light_id);
   if (!lines)
@@ -121,7 +112,7 @@ bool darken_led(const Led_BL *self, gint led) {
 // An LED that fails leaves the ones after it as they are.
 gboolean led_bl_activate_light(LedBase *light, gboolean on, GError **) {
   const auto *self = LED_BL(light);
-  const gint budget = on ? to_int(light->power_intensity * 1000.0) : 0;
+  const gint budget = on ? to_int(granted_milliwatts(light)) : 0;
   const auto levels = shared_levels(requested_milliwatts(light), budget, light->power_reduce,
                                     light->intensity_low, light->intensity_high);
   for (gint led = 0; led < light->nbr_of_leds; ++led) {
@@ -141,7 +132,7 @@ void led_bl_update_temperature(LedBase *light) {
     return;
   const auto temperature = filter_highest_of_four(light, &filters, kUnreadableSensor);
   if (temperature)
-    regulate(light, &regulator, self->regulator.gains, *temperature, light->intensity);
+    regulate(light, &regulator_state, self->regulator.gains, *temperature, light->intensity);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@
 struct _Led_CAMBLOCK_I2C {
   LedBase parent;
   CamblockDevice device;
-  CamblockLed *registers;  // one per LED
+  CamblockRegisters *registers;  // one per LED
   gint register_count;
   RegulatorConfig regulator;
 };
@@ -30,7 +30,7 @@ constexpr TemperatureTexts kTemperature = {"Could not read invalid temperature s
                                            "Could not read temperature\n"};
 
 // Of the class, not of the light.
-CamblockRegulator regulator;
+CamblockRegulator regulator_state;
 
 bool read_register(GKeyFile *key_file, const gchar *group, const char *key, gint led, gint *number) {
   g_autoptr(GError) error = nullptr;
@@ -44,15 +44,15 @@ bool read_register(GKeyFile *key_file, const gchar *group, const char *key, gint
 bool read_registers(Led_CAMBLOCK_I2C *self, GKeyFile *key_file) {
   gsize count = 0;
   g_auto(GStrv) groups = g_key_file_get_groups(key_file, &count);
-  std::vector<CamblockLed> leds;
+  std::vector<CamblockRegisters> leds;
   for (gsize group = 1; group < count; ++group) {
     const auto led = static_cast<gint>(group - 1);
-    CamblockLed &registers = leds.emplace_back();
+    CamblockRegisters &registers = leds.emplace_back();
     if (!read_register(key_file, groups[group], "enable_disable_reg", led, &registers.enable_register) ||
         !read_register(key_file, groups[group], "power_reg", led, &registers.power_register))
       return false;
   }
-  self->registers = g_new(CamblockLed, leds.size());
+  self->registers = g_new(CamblockRegisters, leds.size());
   std::copy(leds.begin(), leds.end(), self->registers);
   self->register_count = static_cast<gint>(leds.size());
   return true;
@@ -113,17 +113,12 @@ bool light_led(const Led_CAMBLOCK_I2C *self, const CamblockLink &link, gint led,
   const gint reduced = reduced_camblock_power(light, led, sum);
   const guint8 level = camblock_level(reduced, light->intensity_high);
   debug_log("led %d (%d) ", reduced, level);
-  switch (link.light(self->registers[led], level)) {
-    case CamblockLink::Result::kDone:
-      return true;
-    case CamblockLink::Result::kNotRead:
-      syslog(LOG_ERR, "Read failure to led:%d", led);
-      return false;
-    case CamblockLink::Result::kNotWritten:
-      syslog(LOG_ERR, "Write failure to led:%d", led);
-      return false;
-  }
-  return false;
+  const auto result = link.light(self->registers[led], level);
+  if (result != CamblockLink::Result::kDone)
+    syslog(LOG_ERR,
+           result == CamblockLink::Result::kNotRead ? "Read failure to led:%d" : "Write failure to led:%d",
+           led);
+  return result == CamblockLink::Result::kDone;
 }
 
 bool darken_led(const Led_CAMBLOCK_I2C *self, const CamblockLink &link, gint led) {
@@ -152,7 +147,7 @@ gboolean led_camblock_i2c_activate_light(LedBase *light, gboolean on, GError **)
 }
 
 void led_camblock_i2c_update_temperature(LedBase *light) {
-  regulate_camblock(light, LED_CAMBLOCK_I2C(light)->regulator.gains, &regulator, kTemperature,
+  regulate_camblock(light, LED_CAMBLOCK_I2C(light)->regulator.gains, &regulator_state, kTemperature,
                     "power_reduce = %.2f, temp = %.2f\n");
 }
 

@@ -21,7 +21,7 @@
 
 struct _Led_Fisheye_I2C {
   LedBase parent;
-  gint *levels;  // milliwatts last written, per LED
+  gint *levels;  // milliwatts last written, per LED; NULL until setup has come that far
   RegulatorGains gains;
 };
 
@@ -33,7 +33,7 @@ constexpr gint kMostSensors = 4;
 constexpr const char *kUnreadableSensor = "update_temperature: unable to read temperature from sensor %d";
 
 // Of the class, not of the light.
-RegulatorState regulator;
+RegulatorState regulator_state;
 FourFilters filters = kFourUnseeded;
 
 bool complain(const char *text) {
@@ -41,17 +41,9 @@ bool complain(const char *text) {
   return false;
 }
 
-bool load_config(const char *base, const char *usage, GKeyFile *key_file, GError **error) {
-  return util_load_key_file(hardware_config(base, usage).c_str(), key_file) ||
-         light_error_no_board(error, "Unable to load LED driver configuration");
-}
-
 bool read_led_count(LedBase *light, GError **error) {
-  g_autoptr(GKeyFile) key_file = g_key_file_new();
-  if (!load_config("/etc/beamd/illumination.conf", "Using illumination config file %s", key_file, error))
-    return false;
-  light->nbr_of_leds = illumination_table_led_count(key_file, nullptr);
-  return light->nbr_of_leds >= 1 || complain("Unable to obtain number of LEDs from config");
+  const auto file_name = hardware_config(kIlluminationFile, "Using illumination config file %s");
+  return load_led_count(light, file_name.c_str(), error);
 }
 
 bool make_levels(Led_Fisheye_I2C *self, GError **error) {
@@ -70,8 +62,9 @@ bool read_gain(GKeyFile *dimming, const char *key, double *gain, const char *com
 bool configure_dimming(Led_Fisheye_I2C *self, GError **error) {
   LedBase *light = &self->parent;
   g_autoptr(GKeyFile) dimming = g_key_file_new();
-  if (!load_config("/etc/beamd/dimming.conf", "Using dimming config file %s", dimming, error))
-    return false;
+  const auto file_name = hardware_config(kDimmingFile, "Using dimming config file %s");
+  if (!util_load_key_file(file_name.c_str(), dimming))
+    return light_error_no_board(error, "Unable to load LED driver configuration");
   const gint sensors = led_base_conf_temp_sensor_ids(light, dimming, nullptr);
   if (sensors > kMostSensors) {
     syslog(LOG_ERR, "Expected at most %d temperature sensors, but found %d.", kMostSensors, sensors);
@@ -145,7 +138,7 @@ void led_fisheye_i2c_update_temperature(LedBase *light) {
     return;
   const gdouble budget = granted_milliwatts(light);
   light->power_reduce =
-      advance_regulator(light, &regulator, LED_FISHEYE_I2C(light)->gains, *temperature, budget);
+      advance_regulator(light, &regulator_state, LED_FISHEYE_I2C(light)->gains, *temperature, budget);
   debug_log("total_power=%.2f power_reduce = %.2f, temp = %.2f", budget, light->power_reduce, *temperature);
   rewrite_if_lit(light);
 }

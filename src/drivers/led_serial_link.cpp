@@ -25,9 +25,8 @@ gint read_expander_type(const LedBase *light) {
 gboolean led_serial_link_setup(LedBase *light, GError **error) {
   if (probe_serial_link(light->light_id, read_expander_type(light)))
     return TRUE;
-  light_error_set(error, LIGHT_CONTROL_ERROR_NO_BOARD, "No IR head found");
   syslog(LOG_INFO, "No IR head found on channel %d", light->light_id);
-  return FALSE;
+  return light_error_no_board(error, "No IR head found");
 }
 
 gboolean led_serial_link_activate_light(LedBase *light, gboolean on, GError **) {

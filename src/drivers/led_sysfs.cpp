@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
 #include "daemon/debug.h"
@@ -34,12 +33,10 @@ G_DEFINE_FINAL_TYPE(Led_SYSFS, led_sysfs, LED_TYPE_BASE)
 
 namespace {
 
-constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
-constexpr const char *kDimmingFile = "/etc/beamd/dimming.conf";
 constexpr SensorLimit kSensors = {G_MAXINT, "sensors"};
 
 // Of the class, not of the light.
-RegulatorState regulator;
+RegulatorState regulator_state;
 
 SysfsPowers powers_of(const Led_SYSFS *self) { return std::to_array(self->led_power); }
 
@@ -268,8 +265,8 @@ void led_sysfs_update_temperature(LedBase *light) {
   }
 
   const double temperature = highest_temperature(light);
-  const double reduction =
-      advance_regulator(light, &regulator, self->regulator.gains, temperature, static_cast<double>(sum));
+  const double reduction = advance_regulator(light, &regulator_state, self->regulator.gains, temperature,
+                                             static_cast<double>(sum));
   if (reduction == light->power_reduce)
     return;
   light->power_reduce = reduction;

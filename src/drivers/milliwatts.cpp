@@ -1,10 +1,24 @@
 #include "drivers/milliwatts.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <numeric>
 
 #include "daemon/debug.h"
+#include "daemon/util.h"
+#include "led/light_error.h"
 #include "led/power_client.h"
+
+bool load_led_count(LedBase *light, const char *file_name, GError **error) {
+  g_autoptr(GKeyFile) key_file = g_key_file_new();
+  if (!util_load_key_file(file_name, key_file))
+    return light_error_no_board(error, "Unable to load LED driver configuration");
+  light->nbr_of_leds = illumination_table_led_count(key_file, nullptr);
+  if (light->nbr_of_leds < 1)
+    syslog(LOG_ERR, "Unable to obtain number of LEDs from config");
+  return light->nbr_of_leds >= 1;
+}
 
 std::vector<gdouble> requested_milliwatts(LedBase *light) {
   std::vector<gdouble> requested(static_cast<gsize>(light->nbr_of_leds));

@@ -6,6 +6,10 @@
 
 /// Lights whose intensities are milliwatts.
 
+/// Reads the number of LEDs of @p light from the file @p file_name. FALSE, logged at LOG_ERR, when there is
+/// none; when the file cannot be loaded also with error #LIGHT_CONTROL_ERROR_NO_BOARD.
+bool load_led_count(LedBase *light, const char *file_name, GError **error);
+
 /// What each LED of @p light shall give.
 std::vector<gdouble> requested_milliwatts(LedBase *light);
 

@@ -42,7 +42,7 @@ Outputs granted_outputs(const OutputTable &table, gint angle, gint intensity,
 
 gdouble needed_watts(const OutputTable &table, gint angle, gint intensity) {
   const auto [outer, inner] = table.at(table.row_of(angle), table.column_of(intensity));
-  return static_cast<gdouble>(gint64{inner} + 2 * gint64{outer}) * kWattsPerUnit;
+  return static_cast<gdouble>(total_of({outer, inner, outer})) * kWattsPerUnit;
 }
 
 Outputs reduced_outputs(const Outputs &outputs, gdouble reduction) {

@@ -16,7 +16,7 @@
 namespace {
 
 std::string file_for_optics() {
-  std::string base = "/etc/beamd/illumination.conf";
+  std::string base = kIlluminationFile;
   const std::unique_ptr<char, decltype(&free)> optics{bootblock_get("OPTICS"), &free};
   if (optics)
     return base + "." + optics.get();

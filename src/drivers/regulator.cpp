@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr const char *kDimmingFile = "/etc/beamd/dimming.conf";
 constexpr const char *kGroup = "regulator";
 
 }  // namespace

@@ -6,9 +6,11 @@
 /// What the drivers' thermal regulators share: settings and the tick. The regulator's state belongs to a
 /// driver class: all its lights advance the same one.
 
+inline constexpr const char *kDimmingFile = "/etc/beamd/dimming.conf";
+
 /// What dimming.conf says of a light's regulator; all 0 when it says nothing.
 struct RegulatorConfig {
-  gboolean enabled;  ///< of use to the drivers that can do without
+  gboolean enabled;  ///< only LED1I2C and LEDBL heed it
   RegulatorGains gains;
 };
 

@@ -35,11 +35,11 @@ struct RegulatorStep {
 RegulatorStep regulator_step(const RegulatorState &state, const RegulatorGains &gains, double sample_time,
                              double temperature, double reference);
 
-/// Four fifths of @p filtered and one fifth of @p reading, rounded once less than written out.
+/// Low-pass filters, which differ in their last bits only. This one is fma(reading, 0.2, 0.8 * filtered).
 double low_pass(double filtered, double reading);
 
-/// The same without the saved rounding.
+/// 0.2 * reading + 0.8 * filtered
 double low_pass_rounded_twice(double filtered, double reading);
 
-/// The same in fifths.
+/// filtered * 4 / 5 + reading / 5
 double low_pass_in_fifths(double filtered, double reading);

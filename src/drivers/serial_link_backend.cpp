@@ -41,18 +41,13 @@ bool load() {
     return false;
   }
   const auto create = reinterpret_cast<SerialLinkBackend *(*)()>(dlsym(library, kEntry));
-  if (create == nullptr) {
+  if (create == nullptr)
     syslog(LOG_ERR, "Failed to find symbol %s", kEntry);
-    unload();
-    return false;
-  }
-  backend = create();
-  if (backend == nullptr) {
+  else if (backend = create(); backend == nullptr)
     syslog(LOG_ERR, "Failed to create a backend with %s", kEntry);
+  if (backend == nullptr)
     unload();
-    return false;
-  }
-  return true;
+  return backend != nullptr;
 }
 
 }  // namespace

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+/// Where the tables stand, or what the names of their variants begin with.
+inline constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
+
 G_BEGIN_DECLS
 
 /// What each LED of a light gives at one intensity.

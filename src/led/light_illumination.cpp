@@ -3,7 +3,6 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -16,7 +15,6 @@
 
 namespace {
 
-constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
 constexpr gint kFirstAngle = 0;
 constexpr gint kLastAngle = 100;
 

@@ -8,12 +8,10 @@ import pytest
 
 from beamd_testing import syslog as log
 from beamd_testing.configuration import beamd_conf
+from beamd_testing.coordinator import Coordinator
 from beamd_testing.installation import BEAMD_CONF, install_board, install_example, install_light, state_path
 from beamd_testing.log_lines import NOT_ACTIVATED, NOT_DEACTIVATED, TERMINATING
-from beamd_testing.peers import Peer
 from beamd_testing.services import Controller, Light, announced, events
-
-NAME = "com.velk.PTZ.Coordinator"
 
 NOT_SENT = (log.ERR, "Failed to send aux command to ptz")
 FAILS = "raise dbus.exceptions.DBusException('the unit moves', name='com.velk.PTZ.Busy')"
@@ -24,18 +22,6 @@ def command(what: str) -> tuple[str, int, str]:
 
 
 IR_ON, IR_OFF = command("LightIR|On"), command("LightIR|Off")
-
-
-class Coordinator(Peer):
-    def __init__(self, bus) -> None:
-        super().__init__(bus, NAME, "/com/velk/PTZ/Coordinator/1", NAME)
-        self.behave()
-
-    def behave(self, code: str = "") -> None:
-        self.answer("Auxiliary", "sis", "", code)
-
-    def commands(self, after: int = 0) -> list[tuple]:
-        return self.calls("Auxiliary", after)
 
 
 @pytest.fixture
