@@ -79,7 +79,8 @@ def test_the_sdks_platform_library_can_be_linked(checkout: Path, image: Path) ->
     [description] = image.rglob("beamd-platform.pc")
     description.write_text(description.read_text().replace("prefix=/usr", f"prefix={image}/usr"))
     found = f"PKG_CONFIG_PATH={description.parent}"
-    run(f"{found} meson setup build/sdk -Dplatform=sdk -Dtests=false && ninja -C build/sdk", checkout)
+    options = "--buildtype=plain -Dplatform=sdk -Dtests=false"
+    run(f"{found} meson setup build/sdk {options} && ninja -C build/sdk", checkout)
     needed = run("objdump -p build/sdk/src/beamd", checkout)
     assert "NEEDED               libbeamd-platform.so.0" in needed
     assert not list((checkout / "build/sdk").rglob("libbeamd-platform*"))
