@@ -5,6 +5,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 std::optional<gid_t> light_group() {
   if (const passwd *user = getpwnam("light"))
     return user->pw_gid;
@@ -26,3 +28,11 @@ bool give_to_group(const std::optional<std::string> &path, gid_t group) {
 }
 
 bool make_group_writable(const char *path) { return chmod(path, 0664) == 0; }
+
+bool open_to_group(const std::optional<std::string> &path, gid_t group) {
+  if (!path) {
+    errno = ENOENT;
+    return false;
+  }
+  return change_group(path->c_str(), group) && make_group_writable(path->c_str());
+}

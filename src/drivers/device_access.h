@@ -18,3 +18,6 @@ bool give_to_group(const std::optional<std::string> &path, gid_t group);
 /// Lets owner and group write the file at @p path, and everybody read it. FALSE with errno set when that
 /// failed.
 bool make_group_writable(const char *path);
+
+/// Does both. FALSE with errno set when the path could not be built or one of them failed.
+bool open_to_group(const std::optional<std::string> &path, gid_t group);

@@ -70,7 +70,7 @@ bool read_timing(PwmTiming *timing) {
 
 void give_file_to_light(const LedBase *light, const char *name, gid_t group) {
   const auto path = device_file(light, name);
-  if (!path || !change_group(path->c_str(), group) || !make_group_writable(path->c_str()))
+  if (!open_to_group(path, group))
     syslog(LOG_ERR, "Failed to set %s permissions to %s [gid %d]", name, text_of(path).c_str(),
            static_cast<int>(group));
 }

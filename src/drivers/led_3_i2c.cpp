@@ -1,6 +1,5 @@
 #include "drivers/led_3_i2c.h"
 
-#include <sys/stat.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -71,9 +70,8 @@ bool is_poe_class_right(GError **error) {
 }
 
 bool check_board(Led_3_I2C *self, GError **error) {
-  const auto path = board_file_path(&self->parent, "QXID");
-  struct stat status {};
-  if (!path || stat(path->c_str(), &status) != 0) {
+  const auto path = mcu_board_mark(&self->parent);
+  if (!path) {
     self->no_qxid_node = TRUE;
     return true;
   }

@@ -47,7 +47,7 @@ std::optional<std::string> led_file(const LedBase *light, gint led, const char *
 bool give_file_to_light(const LedBase *light, gint led, const char *name, gid_t group,
                         const char *complaint) {
   const auto path = led_file(light, led, name);
-  if (path && change_group(path->c_str(), group) && make_group_writable(path->c_str()))
+  if (open_to_group(path, group))
     return true;
   syslog(LOG_ERR, complaint, path.value_or(name).c_str(), static_cast<int>(group));
   return false;

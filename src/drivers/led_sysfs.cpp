@@ -193,9 +193,9 @@ void use_wattd_allocated_power(Led_SYSFS *self) {
     return;
   const gint allowed =
       std::max(to_int(light->power_intensity / static_cast<gdouble>(light->power_usage_factor)), 0);
-  if (sum_of(powers_of(self)) <= allowed)
-    return;
   const SysfsPowers powers = within_allowance(powers_of(self), allowed);
+  if (powers == powers_of(self))
+    return;
   std::copy(powers.begin(), powers.end(), self->led_power);
   for (gint led = 0; light->light_on == 1 && led < driven_leds(light); ++led)
     debug_log("Wattd lowered led:%d to %dmW", led, self->led_power[led]);

@@ -12,14 +12,9 @@
 
 namespace {
 
-bool exists(const std::string &path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0;
-}
-
 bool is_board_present(const LedBase *light, GError **error) {
-  const auto path = board_file_path(light, "QXID");
-  if (!path || !exists(*path))
+  const auto path = mcu_board_mark(light);
+  if (!path)
     return true;
 
   char mark = '\0';
@@ -37,6 +32,12 @@ bool is_board_present(const LedBase *light, GError **error) {
 }
 
 }  // namespace
+
+std::optional<std::string> mcu_board_mark(const LedBase *light) {
+  auto path = board_file_path(light, "QXID");
+  struct stat status {};
+  return path && stat(path->c_str(), &status) == 0 ? path : std::nullopt;
+}
 
 bool refuse_mcu_board(GError **error) {
   syslog(LOG_INFO, "Could not find MCU driver");

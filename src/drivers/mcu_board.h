@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <span>
+#include <string>
 
 #include "daemon/unique_fd.h"
 #include "drivers/regulator.h"
@@ -22,6 +24,9 @@ struct McuBoard {
 /// an empty file, without an error. A missing board does not keep the rest from being done. FALSE, logged,
 /// when any of it failed.
 bool set_up_mcu_board(LedBase *light, const McuBoard &board, RegulatorConfig *regulator, GError **error);
+
+/// The path of the board's mark, the file QXID; none when it has none: such a board is always there.
+std::optional<std::string> mcu_board_mark(const LedBase *light);
 
 /// Says that the board is not there, with error #LIGHT_CONTROL_ERROR_NO_BOARD. Returns FALSE.
 bool refuse_mcu_board(GError **error);
