@@ -158,12 +158,14 @@ TEST_F(CamblockAtTheKernel, SwappedReadGetsTheHighByteFirst) {
 }
 
 TEST_F(CamblockAtTheKernel, BufferHoldsTheFrameAndThenTheData) {
-  run([](int fd, guint16 *value) {
+  const Outcome outcome = run([](int fd, guint16 *value) {
     guint8 buffer[2] = {};
     const int result = camblock_read_reg_buf(fd, kAddress, 0x05, kRegister, buffer, sizeof buffer);
     *value = static_cast<guint16>(buffer[0] << 8 | buffer[1]);
     return result;
   });
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_EQ(outcome.value, 0x3412) << "first 0x34, then 0x12";
   EXPECT_THAT(transfers(), ElementsAre(Request{kBus, I2C_RDWR, {{0x05, 0x10}}, {2, 2}}));
 }
 
