@@ -23,11 +23,23 @@ from beamd_testing.syslog import Syslog  # noqa: E402
 from beamd_testing.timeline import Timeline  # noqa: E402
 
 
-def pytest_configure() -> None:
+def pytest_configure(config: pytest.Config) -> None:
+    config.addinivalue_line("markers", "memcheck: calls much of the program: run under valgrind as well")
+    config.addinivalue_line("markers", "slow: takes so long that each should be another worker's")
     try:
         require_namespace()
     except RuntimeError as error:
         raise pytest.UsageError(str(error)) from None
+
+
+def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
+    """Spreads the slow tests: workers take neighbours, a quarter of their share at first."""
+    slow = [item for item in items if item.get_closest_marker("slow")]
+    quick = [item for item in items if item not in slow]
+    share = len(items) // (4 * int(os.environ.get("PYTEST_XDIST_WORKER_COUNT", "1")))
+    for number, item in enumerate(slow):
+        quick.insert(number * share, item)
+    items[:] = quick
 
 
 @pytest.fixture

@@ -144,6 +144,7 @@ def break_bus(house: House, syslog) -> None:
         house.demand((unit, unit.deeds(on)))
 
 
+@pytest.mark.memcheck
 def test_lights_do_not_meet(house, start, bus, syslog):
     running = start()
     controller = Controller(bus.client)

@@ -88,6 +88,7 @@ class TestSwitching:
 
 
 class TestTemperature:
+    @pytest.mark.memcheck
     def test_hottest_counts_and_the_intensity_is_the_reference(self, ticking, board):
         board.heat(3, 52)
         board.heat(4, 55)

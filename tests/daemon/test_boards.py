@@ -100,6 +100,7 @@ class TestStart:
 class TestSwitching:
     # The PWM channel tells a start from a restart.
     @of(*(board for board in BOARDS if board is not PwmBoardWithLines))
+    @pytest.mark.memcheck
     def test_on_and_off(self, light, board, bus, power_daemon, syslog):
         lamp = light()
         lamp.switch(True)
@@ -160,6 +161,7 @@ class TestSwitching:
 
 
 class TestTemperature:
+    @pytest.mark.memcheck
     def test_hot_and_cool_again(self, ticking, board):
         *_, hottest = board.SENSORS.values()
         ticking()
@@ -203,6 +205,7 @@ class TestTemperature:
     ],
     ids=name,
 )
+@pytest.mark.memcheck
 def test_write_failure(light, board, bus, syslog, power_daemon, timeline, broken, written):
     lamp = light()
     lamp.call("SetPower", "(d)", board.PLENTY)

@@ -185,6 +185,7 @@ class TestTemperature:
         wait_for_writes(devices, board.lit(reduction=board.reduction(55.3)), timeline.now())
 
     @pytest.mark.parametrize("board_type, two_leds", [(ListedLeds, 700.0), (LedPair, 600.0)], ids=name)
+    @pytest.mark.memcheck
     def test_hot_board_takes_what_two_leds_give_and_cools_down(
         self, ticking, board, devices, timeline, two_leds
     ):

@@ -28,6 +28,7 @@ def test_every_example_with_hardware_is_shown() -> None:
     assert sorted(TYPES) == sorted(EXAMPLES - {"Dummy"})
 
 
+@pytest.mark.slow
 @pytest.mark.parametrize("name", TYPES)
 def test_light(sandbox, name: str) -> None:
     run = coverage.new_run()

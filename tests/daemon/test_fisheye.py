@@ -58,6 +58,7 @@ class TestSwitching:
 
 
 class TestTemperature:
+    @pytest.mark.memcheck
     def test_hottest_counts_and_the_grant_is_the_reference(self, ticking, board):
         board.heat(3, 55)
         board.heat(4, 52)

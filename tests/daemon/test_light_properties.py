@@ -9,6 +9,8 @@ from beamd_testing.installation import install_dummies, state_path
 from beamd_testing.services import COMMON, ZOOM, Light
 from test_lights import refused
 
+pytestmark = pytest.mark.memcheck
+
 NO_SYNC = "Day Night Synchronize is not supported"
 NO_AUTOMATIC = "Automatic Intensity is not supported"
 NO_MANUAL = "Manual Intensity is not supported"

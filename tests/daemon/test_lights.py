@@ -11,6 +11,8 @@ from beamd_testing.bus_client import BusError
 from beamd_testing.installation import install_dummies
 from beamd_testing.services import Light, announced, events
 
+pytestmark = pytest.mark.memcheck
+
 NOT_SET = "Invalid Intensity. Intensity is not set"
 NO_ANGLE = "Invalid Angle of illumination. Angle of illumination is not set"
 NO_ZOOM = "Angle of illumination is not supported"

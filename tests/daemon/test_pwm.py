@@ -45,6 +45,7 @@ class TestStart:
 
 class TestSwitching:
     @WITHOUT_AND_WITH_LINES
+    @pytest.mark.memcheck
     def test_on_and_off(self, light, board, power_daemon, syslog):
         lamp = light()
         lamp.call("SetPower", "(d)", 2.0)

@@ -23,6 +23,8 @@ from beamd_testing.led_board import demand_no_board
 from beamd_testing.log_lines import TERMINATING
 from beamd_testing.services import Controller, Light, announced, events
 
+pytestmark = pytest.mark.memcheck
+
 LIBRARY = "/usr/lib/libserial_link_backend.so"
 CALLS = "/run/serial_backend.calls"
 LOADED = ["create", "initialise 0"]

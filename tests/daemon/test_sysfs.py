@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import pytest
 from beamd_testing import syslog as log
 from beamd_testing.led_board import LIGHTS
 from beamd_testing.log_lines import NOT_ACTIVATED, SETUP_FAILED
@@ -83,6 +84,7 @@ class TestSwitching:
 
 
 class TestTemperature:
+    @pytest.mark.memcheck
     def test_hottest_counts_and_the_grant_is_the_reference(self, ticking, board):
         board.heat(3, 52)
         board.heat(4, 55)

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import errno
 
+import pytest
 from beamd_testing import syslog as log
 from beamd_testing.log_lines import TERMINATING
 from beamd_testing.regulator import single
@@ -15,6 +16,7 @@ UNREAD = (log.INFO, "Failed to read HFOV from datacache")
 
 
 class TestZoom:
+    @pytest.mark.memcheck
     def test_follows_the_lens(self, lit, board, devices):
         lamp = lit()
         for degrees in (47.9, 44.999, 20.0, 19.99, 3.5, 80.0):

@@ -137,6 +137,7 @@ class TestShape:
 
 class TestTemperature:
     @pytest.mark.parametrize("hotter", [0, 1])
+    @pytest.mark.memcheck
     def test_hotter_sensor_takes_its_share_of_all_outputs(self, ticking, board, hotter):
         board.heat(hotter, 55.3)
         ticking()
