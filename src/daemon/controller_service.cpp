@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "controller_introspection.h"
 #include "led/led_interface.h"
 #include "led/led_service.h"
 #include "led/light_checks.h"
@@ -22,27 +23,9 @@ constexpr std::string_view kCommonInterface = LED_INTERFACE_COMMON;
 constexpr std::string_view kLegacyInterface = "com.velk.Configuration.Legacy";
 constexpr guint kShutdownPollSeconds = 1;
 
-constexpr const char *kXml = R"xml(
-<node>
-  <interface name="com.velk.LightController.Common">
-    <method name="GetNbrOfLEDs">
-      <arg name="nbrofleds" type="i" direction="out"/>
-    </method>
-    <method name="GetAllLED">
-      <arg name="ledlist" type="a(ssibbbbb)" direction="out"/>
-    </method>
-    <property name="IRCutFilterAvailable" type="b" access="read"/>
-    <property name="Day" type="b" access="read"/>
-  </interface>
-  <interface name="com.velk.Configuration.Legacy">
-    <property name="LightControlAvailable" type="b" access="read"/>
-  </interface>
-</node>
-)xml";
-
 // Parsed once and kept for the life of the process.
 GDBusNodeInfo *introspection() {
-  static GDBusNodeInfo *node = g_dbus_node_info_new_for_xml(kXml, nullptr);
+  static GDBusNodeInfo *node = g_dbus_node_info_new_for_xml(kControllerIntrospection, nullptr);
   return node;
 }
 
