@@ -61,11 +61,11 @@ def make_tree(tree: Path, packages: list[Path]) -> None:
          '--customize-hook=rm -r "$1/etc/systemd/system/timers.target.wants"', "bookworm", tree],
         check=True,
     )
-    for version in ("1", "2"):
+    for version in ("build/packages", "upgrade"):
         (tree / "scenario" / version).mkdir(parents=True)
     for package in packages:
-        shutil.copy(package, tree / "scenario/1")
-        repack(package, f"{field(package, 'Version')}+upgraded", tree / "scenario/2")
+        shutil.copy(package, tree / "scenario/build/packages")
+        repack(package, f"{field(package, 'Version')}+upgraded", tree / "scenario/upgrade")
     shutil.copy(SCENARIO, tree / "scenario/scenario")
     units = tree / "etc/systemd/system"
     shutil.copy(HERE / "scenario.service", units)

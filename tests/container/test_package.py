@@ -79,7 +79,7 @@ def test_they_go_into_an_image_that_does_not_run(tree: Path) -> None:
     image = tree.parent / "image"
     subprocess.run(["cp", "--archive", tree, image], check=True)
     dpkg = ["dpkg", "--root", image]
-    subprocess.run([*dpkg, "--install", *(image / "scenario/1").iterdir()], check=True)
+    subprocess.run([*dpkg, "--install", *(image / "scenario/build/packages").iterdir()], check=True)
     assert (image / "etc/beamd/beamd.conf").exists() and account(image, "light") != ""
     assert (image / "etc/systemd/system/multi-user.target.wants/beamd.service").is_symlink()
     subprocess.run([*dpkg, "--purge", "beamd"], check=True)
