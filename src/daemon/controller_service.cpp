@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "controller_introspection.h"
+#include "daemon/bus_names.h"
 #include "led/led_interface.h"
 #include "led/led_service.h"
 #include "led/light_checks.h"
@@ -16,11 +17,8 @@
 
 namespace {
 
-constexpr const char *kBusName = "com.velk.LightController";
-constexpr const char *kControllerPath = "/com/velk/LightController";
-constexpr const char *kLedPathPrefix = "/com/velk/LightController/led/";
 constexpr std::string_view kCommonInterface = LED_INTERFACE_COMMON;
-constexpr std::string_view kLegacyInterface = "com.velk.Configuration.Legacy";
+constexpr std::string_view kLegacyInterface = LEGACY_INTERFACE;
 constexpr guint kShutdownPollSeconds = 1;
 
 // Parsed once and kept for the life of the process.
@@ -119,7 +117,7 @@ void register_object(GDBusConnection *connection, const char *path, GDBusInterfa
 
 // A light may offer fewer interfaces than there are, never more.
 void register_led(GDBusConnection *connection, gint32 index, LedBase *led) {
-  const std::string path = kLedPathPrefix + std::to_string(index);
+  const std::string path = BEAMD_LIGHT_PATH_PREFIX + std::to_string(index);
   const GDBusNodeInfo *node = led_base_get_introspect(led);
   const gint offered = node != nullptr ? led_base_get_nbr_of_interfaces(led) : 0;
   for (gint i = 0; i < offered && node->interfaces[i] != nullptr; ++i)
@@ -129,7 +127,7 @@ void register_led(GDBusConnection *connection, gint32 index, LedBase *led) {
 void on_bus_acquired(GDBusConnection *connection, const gchar *, gpointer user_data) {
   auto *self = LIGHT_CONTROLLER(user_data);
   for (GDBusInterfaceInfo **interface = introspection()->interfaces; *interface != nullptr; ++interface)
-    register_object(connection, kControllerPath, *interface, &kControllerHandlers, self);
+    register_object(connection, BEAMD_CONTROLLER_PATH, *interface, &kControllerHandlers, self);
   for (gint32 i = 0; i < self->nbr_of_leds; ++i)
     register_led(connection, i, self->leds[i]);
 }
@@ -139,8 +137,8 @@ bool init_dbus(LightController *self) {
     syslog(LOG_ERR, "Failed to parse dbus introspection xml");
     return false;
   }
-  return g_bus_own_name(G_BUS_TYPE_SYSTEM, kBusName, G_BUS_NAME_OWNER_FLAGS_NONE, on_bus_acquired, nullptr,
-                        nullptr, self, nullptr) != 0;
+  return g_bus_own_name(G_BUS_TYPE_SYSTEM, BEAMD_BUS_NAME, G_BUS_NAME_OWNER_FLAGS_NONE, on_bus_acquired,
+                        nullptr, nullptr, self, nullptr) != 0;
 }
 
 gboolean update_temperatures(gpointer user_data) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string_view>
 
+#include "daemon/led_types.h"
 #include "daemon/numbers.h"
 #include "drivers/led_1_i2c.h"
 #include "drivers/led_1_pwm.h"
@@ -41,18 +42,18 @@ struct LedType {
 
 // A getter registers its class, so only the configured classes are ever registered.
 constexpr LedType kLedTypes[] = {
-    {"Dummy", led_dummy_get_type},
-    {"Tarsil", led_3_i2c_get_type},
-    {"LED1I2C", led_1_i2c_get_type},
-    {"LED2I2C", led_2_i2c_get_type},
-    {"LED2UART", led_2_uart_get_type},
-    {"LED2CAMBLOCKI2C", led_2_camblock_i2c_get_type},
-    {"LEDCAMBLOCKI2C", led_camblock_i2c_get_type},
-    {"LEDBL", led_bl_get_type},
-    {"LEDFISHEYEI2C", led_fisheye_i2c_get_type},
-    {"LEDSYSFS", led_sysfs_get_type},
-    {"LED1PWM", led_1_pwm_get_type},
-    {"LEDSERIALLINK", led_serial_link_get_type},
+    {led_type::kDummy, led_dummy_get_type},
+    {led_type::kTarsil, led_3_i2c_get_type},
+    {led_type::kLed1I2c, led_1_i2c_get_type},
+    {led_type::kLed2I2c, led_2_i2c_get_type},
+    {led_type::kLed2Uart, led_2_uart_get_type},
+    {led_type::kLed2CamblockI2c, led_2_camblock_i2c_get_type},
+    {led_type::kLedCamblockI2c, led_camblock_i2c_get_type},
+    {led_type::kLedBl, led_bl_get_type},
+    {led_type::kLedFisheyeI2c, led_fisheye_i2c_get_type},
+    {led_type::kLedSysfs, led_sysfs_get_type},
+    {led_type::kLed1Pwm, led_1_pwm_get_type},
+    {led_type::kLedSerialLink, led_serial_link_get_type},
 };
 
 const LedType *find_led_type(std::string_view name) {

@@ -33,7 +33,7 @@ int check_readable(int descriptor) {
 }
 
 /// Returns nullptr with @p reason set when there is no file to read.
-GIOChannel *open_channel(const char *path, const char **reason) {
+GIOChannel *open_channel(const char *path, std::string *reason) {
   UniqueFd file{open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
   if (const int error = file ? check_readable(file.get()) : errno) {
     *reason = g_strerror(error);
@@ -118,18 +118,18 @@ bool sync_folder_of(const std::string &path) {
 
 }  // namespace
 
-std::optional<std::string> read_file_logging(const char *path, const KeyFileMessages &messages) {
-  const char *reason = nullptr;
-  g_autoptr(GIOChannel) channel = open_channel(path, &reason);
-  if (!channel) {
-    syslog(messages.open_priority, messages.open, path, reason);
-    return std::nullopt;
-  }
+std::optional<std::string> read_whole_file(const char *path, ReadFailure *failure) {
+  g_autoptr(GIOChannel) channel = open_channel(path, &failure->reason);
+  failure->is_open = channel != nullptr;
+  return failure->is_open ? read_all(channel, &failure->reason) : std::nullopt;
+}
 
-  std::string read_reason;
-  auto text = read_all(channel, &read_reason);
+std::optional<std::string> read_file_logging(const char *path, const KeyFileMessages &messages) {
+  ReadFailure failure;
+  auto text = read_whole_file(path, &failure);
   if (!text)
-    syslog(LOG_ERR, messages.read, path, read_reason.c_str());
+    syslog(failure.is_open ? LOG_ERR : messages.open_priority,
+           failure.is_open ? messages.read : messages.open, path, failure.reason.c_str());
   return text;
 }
 

@@ -14,7 +14,17 @@ struct KeyFileMessages {
   const char *parse;
 };
 
-/// The text of the file at @p path; none when it cannot be opened or read, which is logged.
+/// Why there is no text of a file.
+struct ReadFailure {
+  bool is_open = false;  ///< whether it could be opened
+  std::string reason;
+};
+
+/// The text of the file at @p path, which is at most 16 MiB; none, with @p failure set, when it cannot be
+/// opened or read.
+std::optional<std::string> read_whole_file(const char *path, ReadFailure *failure);
+
+/// The same; a failure is logged.
 std::optional<std::string> read_file_logging(const char *path, const KeyFileMessages &messages);
 
 /// Parses @p text, which was read from @p path, into @p key_file (the caller's). On failure, which is logged,

@@ -13,8 +13,6 @@ namespace {
 constexpr gsize kMostPoints = 1 << 16;
 constexpr gsize kMostLevels = 1 << 20;
 
-constexpr gint kMostLeds = 1024;
-
 std::vector<gint> list_levels(GKeyFile *key_file, const gchar *group, const gchar *key) {
   gsize count = 0;
   g_autofree gint *levels = g_key_file_get_integer_list(key_file, group, key, &count, nullptr);
@@ -77,8 +75,12 @@ gsize point_count(const std::vector<ListedRow> &rows) {
                          [](gsize sum, const ListedRow &row) { return sum + row.points.size(); });
 }
 
+bool illumination_table_fits(gsize points, gint leds) {
+  return points <= kMostPoints && points * static_cast<gsize>(leds) <= kMostLevels;
+}
+
 bool illumination_table_is_affordable(gsize points, gint leds) {
-  const bool fits = points <= kMostPoints && points * static_cast<gsize>(leds) <= kMostLevels;
+  const bool fits = illumination_table_fits(points, leds);
   if (!fits)
     syslog(LOG_ERR, "Too many intensities in illumination.conf: %zu for %d leds", points, leds);
   return fits;

@@ -8,6 +8,9 @@
 /// Where the tables stand, or what the names of their variants begin with.
 inline constexpr const char *kIlluminationFile = "/etc/beamd/illumination.conf";
 
+/// The most LEDs that a light may have.
+inline constexpr gint kMostLeds = 1024;
+
 G_BEGIN_DECLS
 
 /// What each LED of a light gives at one intensity.
@@ -52,7 +55,10 @@ std::vector<ListedRow> illumination_table_list(GKeyFile *key_file);
 gsize point_count(const std::vector<ListedRow> &rows);
 
 /// Whether a table of @p points for @p leds LEDs has a size that some board may need, rather than one that
-/// takes the memory of everybody else. If not, it is logged at LOG_ERR.
+/// takes the memory of everybody else.
+bool illumination_table_fits(gsize points, gint leds);
+
+/// The same. If it does not fit, that is logged at LOG_ERR.
 bool illumination_table_is_affordable(gsize points, gint leds);
 
 /// A new table of @p rows for a light of @p leds LEDs: levels that are missing are 0, surplus ones are left

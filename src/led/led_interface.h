@@ -2,11 +2,9 @@
 
 #include <gio/gio.h>
 
-G_BEGIN_DECLS
+#include "daemon/bus_names.h"
 
-#define LED_INTERFACE_COMMON "com.velk.LightController.Common"
-#define LED_INTERFACE_POWER "com.velk.LightController.Power"
-#define LED_INTERFACE_ZOOM "com.velk.LightController.Zoom"
+G_BEGIN_DECLS
 
 /// The interfaces of a light's bus object; a light offers the first `nbrofinterfaces` of them. The caller
 /// releases it.

@@ -2,7 +2,9 @@
 
 #include <cstdarg>
 
-GQuark light_control_error_quark() { return g_quark_from_static_string("light-control-error-quark"); }
+#include "daemon/bus_names.h"
+
+GQuark light_control_error_quark() { return g_quark_from_static_string(LIGHT_CONTROL_ERROR_DOMAIN); }
 
 void light_error_set(GError **error, LightControlError code, const char *format, ...) {
   if (error == nullptr || *error != nullptr)

@@ -2,6 +2,8 @@
 
 #include <syslog.h>
 
+#include "daemon/bus_names.h"
+
 namespace {
 
 // An event that still says what was declared is better not sent.
@@ -32,10 +34,11 @@ void undeclare(EventProducer *producer, guint *declaration) {
 void light_events_declare(LedBase *light) {
   if (light->event_producer == nullptr)
     return;
-  light->status_changed_decl = event_producer_register(
-      light->event_producer, "com.velk.Event.LightStatusChanged", "state", "OFF", EVENT_VALUE_TEXT, nullptr);
+  light->status_changed_decl =
+      event_producer_register(light->event_producer, EVENT_INTERFACE "." EVENT_LIGHT_STATUS_CHANGED, "state",
+                              "OFF", EVENT_VALUE_TEXT, nullptr);
   light->status_decl =
-      event_producer_register(light->event_producer, "com.velk.Event.LightStatus", "id",
+      event_producer_register(light->event_producer, EVENT_INTERFACE "." EVENT_LIGHT_STATUS, "id",
                               static_cast<const void *>(&light->light_id), EVENT_VALUE_INTEGER, "type",
                               light->ledtype, EVENT_VALUE_TEXT, "state", "OFF", EVENT_VALUE_TEXT, nullptr);
 }

@@ -4,6 +4,7 @@
 
 #include <string_view>
 
+#include "daemon/bus_names.h"
 #include "daemon/debug.h"
 
 namespace {
@@ -12,9 +13,6 @@ constexpr const char *kConsumer = "com.velk.PowerControl.Consumer";
 constexpr const char *kConsumerPath = "/com/velk/PowerControl/Consumer";
 constexpr const char *kStatus = "com.velk.PowerControl.Status";
 constexpr const char *kStatusPath = "/com/velk/PowerControl/Status";
-
-constexpr const char *kBusName = "com.velk.LightController";
-constexpr const char *kCallbackInterface = "com.velk.LightController.Power";
 
 constexpr const char *kReceivedPower = "PowerReceived";
 // The power daemon's changes spell it in this way.
@@ -160,8 +158,9 @@ void power_client_register(LedBase *light) {
     return;
   }
   g_autofree gchar *name = consumer_name(light);
-  g_autofree gchar *path = g_strdup_printf("/com/velk/LightController/led/%d", light->light_id);
-  call_wattd(light, "Register", g_variant_new("(sbsss)", name, FALSE, kBusName, path, kCallbackInterface));
+  g_autofree gchar *path = g_strdup_printf(BEAMD_LIGHT_PATH_PREFIX "%d", light->light_id);
+  call_wattd(light, "Register",
+             g_variant_new("(sbsss)", name, FALSE, BEAMD_BUS_NAME, path, LED_INTERFACE_POWER));
 }
 
 void power_client_disconnect(LedBase *light) {

@@ -12,6 +12,7 @@ import pytest
 REPOSITORY = Path(__file__).resolve().parent.parent.parent
 sys.path.insert(0, str(REPOSITORY / "tests/support"))
 
+from beamd_testing.beamctl import Beamctl  # noqa: E402
 from beamd_testing.bus import Bus  # noqa: E402
 from beamd_testing.daemon import Daemon  # noqa: E402
 from beamd_testing.devices import FakeDevices  # noqa: E402
@@ -114,6 +115,11 @@ def launch(sandbox: Sandbox, bus: Bus, syslog: Syslog) -> Iterator[Callable[...,
 def daemon(launch: Callable[..., Daemon]) -> Callable[..., Daemon]:
     """Starts the daemon with the arguments of Daemon and waits until it serves the bus."""
     return lambda **options: launch(**options).wait_until_ready()
+
+
+@pytest.fixture
+def beamctl(sandbox: Sandbox) -> Beamctl:
+    return Beamctl(sandbox)
 
 
 @pytest.fixture

@@ -14,10 +14,10 @@
 #include <utility>
 #include <variant>
 
+#include "daemon/bus_names.h"
+
 namespace {
 
-constexpr const char *kObjectPath = "/com/velk/Event";
-constexpr const char *kInterface = "com.velk.Event";
 constexpr int kNamelessKind = 1;
 
 using EventValue = std::variant<int, std::string>;
@@ -204,7 +204,7 @@ int event_producer_send_event(EventProducer *producer, Event *event) {
     return 0;
 
   g_autoptr(GError) error = nullptr;
-  if (!g_dbus_connection_emit_signal(bus, nullptr, kObjectPath, kInterface, declaration->member.c_str(),
+  if (!g_dbus_connection_emit_signal(bus, nullptr, EVENT_PATH, EVENT_INTERFACE, declaration->member.c_str(),
                                      to_variant(event->values), &error)) {
     g_debug("%s: cannot send %s: %s", producer->name.c_str(), declaration->member.c_str(), error->message);
     return 0;
