@@ -53,8 +53,8 @@ def test_each_key_stands_once_for_a_type() -> None:
 
 
 def test_the_types_are_those_of_the_controller() -> None:
-    table = re.search(r"kLedTypes\[\] = \{(.*?)\n\};", SOURCES, re.DOTALL)[1]
-    assert tuple(re.findall(r'\{"(\w+)"', table)) == TYPES
+    names = (REPOSITORY / "src/daemon/led_types.h").read_text()
+    assert tuple(re.findall(r'= "(\w+)"', names)) == TYPES
     [meaning] = [key.meaning for key in documented_keys() if key.name == "Type"]
     assert tuple(re.findall(r"`(\w+)`", meaning)) == TYPES
 
