@@ -31,9 +31,9 @@ _beamctl_look_back() {
   done
 }
 
-# The lights that the running daemon knows.
+# The lights that the running daemon knows. compgen expands what it is given: nothing else may get there.
 _beamctl_lights() {
-  timeout 2 "$1" "${bus[@]}" list 2>/dev/null | awk 'NR > 1 { print $1 }'
+  timeout 2 "$1" "${bus[@]}" list 2>/dev/null | awk '$1 ~ /^led[0-9]+$/ { print $1 }'
 }
 
 _beamctl_argument() {

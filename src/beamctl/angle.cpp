@@ -1,25 +1,6 @@
 #include "beamctl/commands.h"
-#include "beamctl/json_output.h"
-#include "beamctl/light.h"
-#include "beamctl/text.h"
+#include "beamctl/light_values.h"
 #include "daemon/bus_names.h"
-
-namespace {
-
-void print_angle(const Invocation &invocation, const Light &light, int angle) {
-  if (!invocation.json()) {
-    print(std::to_string(angle) + "\n");
-    return;
-  }
-  JsonDocument document;
-  document.begin_object();
-  document.add("light", light.name());
-  document.add("angle", angle);
-  document.end_object();
-  print(document.text());
-}
-
-}  // namespace
 
 int angle_command(const Invocation &invocation) {
   const auto &arguments = invocation.arguments;
@@ -30,7 +11,7 @@ int angle_command(const Invocation &invocation) {
   const Light light(bus, arguments[0]);
   if (value)
     light.call(LED_INTERFACE_ZOOM, "ChangeAngleOfIllumination", g_variant_new("(i)", *value), "()");
-  print_angle(invocation, light,
-              value ? *value : light.integer(LED_INTERFACE_ZOOM, "GetCurrentAngleOfIllumination"));
+  print_number(invocation, light, "angle",
+               light.integer(LED_INTERFACE_ZOOM, "GetCurrentAngleOfIllumination"));
   return kExitDone;
 }

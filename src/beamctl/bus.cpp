@@ -25,40 +25,44 @@ std::string address_of(const Invocation &invocation) {
   return address;
 }
 
-/// A connection that is being made.
+/// A connection that is being made. It may come when nobody waits for it any more.
 struct Connecting {
-  GDBusConnection *connection = nullptr;
-  GError *error = nullptr;
-  bool done = false;
+  std::unique_ptr<GDBusConnection, ObjectUnref> connection;
+  std::unique_ptr<GError, decltype(&g_error_free)> error{nullptr, g_error_free};
+  bool timed_out = false;
 };
+using SharedConnecting = std::shared_ptr<Connecting>;
 
 void on_connected(GObject *, GAsyncResult *result, gpointer data) noexcept {
-  auto *connecting = static_cast<Connecting *>(data);
-  connecting->connection = g_dbus_connection_new_for_address_finish(result, &connecting->error);
-  connecting->done = true;
+  const std::unique_ptr<SharedConnecting> connecting(static_cast<SharedConnecting *>(data));
+  GError *error = nullptr;
+  (*connecting)->connection.reset(g_dbus_connection_new_for_address_finish(result, &error));
+  (*connecting)->error.reset(error);
 }
 
-gboolean on_timeout(gpointer cancellable) noexcept {
-  g_cancellable_cancel(G_CANCELLABLE(cancellable));
+gboolean on_timeout(gpointer timed_out) noexcept {
+  *static_cast<bool *>(timed_out) = true;
   return G_SOURCE_CONTINUE;
 }
 
-// Something may listen at the address that never answers.
-GDBusConnection *connect(const std::string &address) {
-  g_autoptr(GCancellable) cancellable = g_cancellable_new();
-  Connecting connecting;
-  const guint timer = g_timeout_add(kAnswerMs, on_timeout, cancellable);
+// Something may listen at the address that never answers, and GLib waits for some of the answers in its own
+// way.
+std::unique_ptr<GDBusConnection, ObjectUnref> connect(const std::string &address) {
+  const auto connecting = std::make_shared<Connecting>();
   const auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-  g_dbus_connection_new_for_address(address.c_str(), flags, nullptr, cancellable, on_connected, &connecting);
-  while (!connecting.done)
+  g_dbus_connection_new_for_address(address.c_str(), flags, nullptr, nullptr, on_connected,
+                                    new SharedConnecting(connecting));
+  const guint timer = g_timeout_add(kAnswerMs, on_timeout, &connecting->timed_out);
+  while (!connecting->connection && !connecting->error && !connecting->timed_out)
     g_main_context_iteration(nullptr, TRUE);
   g_source_remove(timer);
 
-  g_autoptr(GError) error = connecting.error;
-  if (connecting.connection == nullptr)
-    throw bus_failure(error);
-  return connecting.connection;
+  if (connecting->error)
+    throw bus_failure(connecting->error.get());
+  if (!connecting->connection)
+    throw silent_bus();
+  return std::move(connecting->connection);
 }
 
 }  // namespace

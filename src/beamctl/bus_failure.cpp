@@ -24,8 +24,7 @@ constexpr std::array kRefusals = {
         "\"beamctl show %s\" tells what is supported; the light's configuration decides, see beamd.conf(5)"},
     Refusal{LIGHT_CONTROL_ERROR_NO_BOARD, "no-board",
             "check the light's board and its cable, and the paths in its configuration; the log tells what "
-            "was not "
-            "found: journalctl -u beamd"},
+            "was not found: journalctl -u beamd"},
     Refusal{LIGHT_CONTROL_ERROR_WRONG_POE, "wrong-poe",
             "the power supply is too weak for the light: use a port or injector of a higher PoE class"},
 };
@@ -61,8 +60,19 @@ Failure no_answer(const std::string &what) {
 }
 
 Failure access_denied() {
-  return {kExitNotAllowed, "access-denied", "the bus does not allow this user to change lights",
-          "only root and the members of group light may: \"sudo usermod -aG light USER\", and log in again"};
+  return {kExitNotAllowed, "access-denied", "the bus does not allow this user to do that",
+          "only root and the members of group light may change lights: \"sudo usermod -aG light USER\", and "
+          "log in again"};
+}
+
+Failure bus_unreachable(const std::string &what) {
+  return {kExitUnreachable, "bus-unreachable", what,
+          "is the bus running? systemctl status dbus; another one can be named with --bus ADDRESS"};
+}
+
+Failure light_has_gone(const std::string &light) {
+  return {kExitNotFound, "no-such-light", "there is no light \"" + light + "\" any more",
+          "\"beamctl list\" shows those that there are"};
 }
 
 Failure not_offered(const std::string &message, const std::string &path) {
@@ -77,6 +87,13 @@ bool is_one_of(const GError *error, std::initializer_list<GDBusError> codes) {
   return false;
 }
 
+// GLib's own code has no error name of its own for this.
+bool is_about_object(const GError *error, const std::string &message) {
+  return is_one_of(error, {G_DBUS_ERROR_UNKNOWN_OBJECT}) ||
+         (is_one_of(error, {G_DBUS_ERROR_UNKNOWN_METHOD}) &&
+          message.starts_with("Object does not exist at path"));
+}
+
 // What the sender wrote, without the name that GDBus puts before it.
 std::string message_of(const GError *error) {
   g_autoptr(GError) copy = g_error_copy(error);
@@ -84,16 +101,8 @@ std::string message_of(const GError *error) {
   return copy->message;
 }
 
-}  // namespace
-
-Failure bus_failure(const GError *error) {
-  const bool silent = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
-  return {kExitUnreachable, "bus-unreachable",
-          silent ? "the bus does not answer" : "the bus cannot be reached: " + message_of(error),
-          "is the bus running? systemctl status dbus; another one can be named with --bus ADDRESS"};
-}
-
-Failure call_failure(const GError *error, const std::string &path) {
+// What comes over the bus may have the domain and the code of any error of GLib's.
+Failure remote_failure(const GError *error, const std::string &path) {
   const std::string message = message_of(error);
   if (error->domain == g_quark_from_static_string(LIGHT_CONTROL_ERROR_DOMAIN))
     return refused(error->code, message, path);
@@ -103,14 +112,42 @@ Failure call_failure(const GError *error, const std::string &path) {
     return access_denied();
   if (is_one_of(error, {G_DBUS_ERROR_NO_REPLY, G_DBUS_ERROR_TIMEOUT, G_DBUS_ERROR_TIMED_OUT}))
     return no_answer("beamd ended before it answered, or did not answer in time");
-  if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT))
-    return no_answer("beamd does not answer");
+  if (is_one_of(error, {G_DBUS_ERROR_DISCONNECTED}))
+    return bus_failure(error);
+  if (path.starts_with(BEAMD_LIGHT_PATH_PREFIX) && is_about_object(error, message))
+    return light_has_gone(light_at(path));
   if (is_one_of(error,
                 {G_DBUS_ERROR_UNKNOWN_METHOD, G_DBUS_ERROR_UNKNOWN_INTERFACE, G_DBUS_ERROR_UNKNOWN_OBJECT,
                  G_DBUS_ERROR_UNKNOWN_PROPERTY, G_DBUS_ERROR_INVALID_ARGS}))
     return not_offered(message, path);
-  if (error->domain == G_IO_ERROR && error->code != G_IO_ERROR_DBUS_ERROR &&
-      error->code != G_IO_ERROR_INVALID_ARGUMENT)
-    return bus_failure(error);
   return refused(-1, message, path);
+}
+
+Failure local_failure(const GError *error, const std::string &path) {
+  if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT))
+    return no_answer("beamd does not answer");
+  // An answer of another type than asked for.
+  if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_INVALID_ARGUMENT))
+    return refused(-1, error->message, path);
+  return bus_failure(error);
+}
+
+}  // namespace
+
+Failure bus_failure(const GError *error) {
+  return bus_unreachable("the bus cannot be reached: " + message_of(error));
+}
+
+Failure silent_bus() { return bus_unreachable("the bus does not answer"); }
+
+Failure call_failure(const GError *error, const std::string &path) {
+  return g_dbus_error_is_remote_error(error) ? remote_failure(error, path) : local_failure(error, path);
+}
+
+Failure odd_answer(const std::string &what) {
+  return {kExitRefused, "odd-answer", "beamd " + what, "do beamd and beamctl have the same version?"};
+}
+
+bool is_unsupported(const Failure &failure) {
+  return failure.code() == "not-supported" || failure.code() == "not-offered";
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <span>
 #include <system_error>
 
 #include "beamctl/commands.h"
@@ -14,6 +13,7 @@
 namespace {
 
 using check::Finding;
+using check::Findings;
 using check::Severity;
 
 std::string existing_folder(const std::string &root) {
@@ -24,42 +24,42 @@ std::string existing_folder(const std::string &root) {
                 "Give the folder that holds the camera's file system, with etc/beamd in it, to --root.");
 }
 
-std::ptrdiff_t count(std::span<const Finding> findings, Severity severity) {
-  return std::count_if(findings.begin(), findings.end(),
-                       [&](const Finding &finding) { return finding.severity == severity; });
-}
-
-std::string counted(std::ptrdiff_t number, const char *noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+std::size_t count(const Findings &findings, Severity severity) {
+  return static_cast<std::size_t>(
+      std::count_if(findings.all.begin(), findings.all.end(),
+                    [&](const Finding &finding) { return finding.severity == severity; }));
 }
 
 std::string place_of(const Finding &finding) {
   return finding.file + (finding.line > 0 ? ":" + std::to_string(finding.line) : "");
 }
 
-std::string human_text(std::span<const Finding> findings) {
+std::string human_text(const Findings &findings) {
   std::string text;
-  for (const Finding &finding : findings) {
+  for (const Finding &finding : findings.all) {
     const bool is_error = finding.severity == Severity::kError;
     text += printable(place_of(finding)) + ": " +
             styled(is_error ? Style::kBad : Style::kWarning, name_of(finding.severity)) + ": " +
             printable(finding.message) + " [" + std::string{name_of(finding.rule)} + "]\n    " +
             printable(finding.reaction) + "\n";
   }
-  if (findings.empty())
+  if (findings.all.empty())
     return styled(Style::kGood, "no findings") + "\n";
-  return text + counted(count(findings, Severity::kError), "error") + ", " +
-         counted(count(findings, Severity::kWarning), "warning") + "\n";
+  if (findings.is_truncated)
+    text += "There are more findings of the same kind.\n";
+  return text + check::counted(count(findings, Severity::kError), "error") + ", " +
+         check::counted(count(findings, Severity::kWarning), "warning") + "\n";
 }
 
-std::string json_text(const std::string &root, std::span<const Finding> findings) {
+std::string json_text(const std::string &root, const Findings &findings) {
   JsonDocument document;
   document.begin_object();
   document.add("root", root);
-  document.add("errors", gint64{count(findings, Severity::kError)});
-  document.add("warnings", gint64{count(findings, Severity::kWarning)});
+  document.add("errors", static_cast<gint64>(count(findings, Severity::kError)));
+  document.add("warnings", static_cast<gint64>(count(findings, Severity::kWarning)));
+  document.add("truncated", findings.is_truncated);
   document.begin_array("findings");
-  for (const Finding &finding : findings) {
+  for (const Finding &finding : findings.all) {
     document.begin_object();
     document.add("file", finding.file);
     if (finding.line > 0)
@@ -84,7 +84,7 @@ std::string json_text(const std::string &root, std::span<const Finding> findings
 
 int check_command(const Invocation &invocation) {
   const std::string root = existing_folder(invocation.value("root").value_or("/"));
-  const std::vector<Finding> findings = check::check_tree(root);
+  const Findings findings = check::check_tree(root);
   print(invocation.json() ? json_text(root, findings) : human_text(findings));
   return count(findings, Severity::kError) > 0 ? kExitRefused : kExitDone;
 }

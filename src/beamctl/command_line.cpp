@@ -42,6 +42,7 @@ bool takes_value(std::string_view word, std::span<const Command> commands) {
 struct Words {
   std::vector<std::string> options;  ///< with their values
   std::vector<std::string> arguments;
+  bool json = false;
 };
 
 // Options may stand anywhere up to "--".
@@ -57,10 +58,24 @@ Words sort_words(const std::vector<std::string> &words, std::span<const Command>
       continue;
     }
     sorted.options.push_back(*word);
+    sorted.json = sorted.json || *word == "--json";
     if (takes_value(*word, commands) && word + 1 != words.end())
       sorted.options.push_back(*++word);
   }
   return sorted;
+}
+
+// GOption would take it and say nothing.
+void check_for_needless_values(const std::vector<std::string> &words, const Command *command) {
+  std::vector<OptionSpec> options(std::begin(kCommonOptions), std::end(kCommonOptions));
+  if (command != nullptr)
+    options.insert(options.end(), command->options.begin(), command->options.end());
+  for (const OptionSpec &option : options) {
+    const std::string name = "--" + std::string{option.name};
+    const auto has_value = [&](const std::string &word) { return word.starts_with(name + "="); };
+    if (option.argument == nullptr && std::ranges::any_of(words, has_value))
+      throw usage_failure(name + " takes no value", command != nullptr ? command->name : "");
+  }
 }
 
 gboolean take_option(const gchar *name, const gchar *value, gpointer data, GError **) noexcept {
@@ -121,6 +136,7 @@ void describe(GOptionContext *context, std::span<const Command> commands) {
 }
 
 Options parse_options(const Words &words, const Command *command) {
+  check_for_needless_values(words.options, command);
   Options taken;
   g_autoptr(GOptionContext) context = make_context(command, &taken);
   g_autoptr(GStrvBuilder) builder = g_strv_builder_new();
@@ -200,8 +216,23 @@ std::optional<std::string> Invocation::value(std::string_view option) const {
   return found == options.end() ? std::nullopt : std::optional{found->second};
 }
 
-bool asks_for_json(const std::vector<std::string> &words) {
-  return std::find(words.begin(), std::ranges::find(words, "--"), "--json") != std::ranges::find(words, "--");
+bool asks_for_json(const std::vector<std::string> &words, std::span<const Command> commands) {
+  return sort_words(words, commands).json;
+}
+
+int run_and_report(const std::vector<std::string> &words, std::span<const Command> commands) {
+  const auto fail = [&](const Failure &failure) {
+    report(failure, asks_for_json(words, commands));
+    return failure.exit();
+  };
+  try {
+    return run_command_line(words, commands);
+  } catch (const Failure &failure) {
+    return fail(failure);
+  } catch (const std::exception &exception) {
+    return fail({kExitRefused, "internal", std::string{"beamctl has a fault: "} + exception.what(),
+                 "please report it, with the command line and what \"beamctl --version\" prints"});
+  }
 }
 
 int run_command_line(const std::vector<std::string> &words, std::span<const Command> commands) {

@@ -40,4 +40,7 @@ struct Command {
 int run_command_line(const std::vector<std::string> &words, std::span<const Command> commands);
 
 /// Whether @p words ask for JSON, even if they cannot be understood otherwise.
-bool asks_for_json(const std::vector<std::string> &words);
+bool asks_for_json(const std::vector<std::string> &words, std::span<const Command> commands);
+
+/// run_command_line(), with what it throws reported: returns an ExitCode.
+int run_and_report(const std::vector<std::string> &words, std::span<const Command> commands);

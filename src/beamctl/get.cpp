@@ -1,5 +1,5 @@
 #include "beamctl/commands.h"
-#include "beamctl/light_properties.h"
+#include "beamctl/light_values.h"
 
 int get_command(const Invocation &invocation) {
   const Bus bus(invocation);

@@ -1,9 +1,7 @@
-#include <algorithm>
-
 #include "beamctl/commands.h"
 #include "beamctl/failure.h"
 #include "beamctl/json_output.h"
-#include "beamctl/light.h"
+#include "beamctl/light_values.h"
 #include "beamctl/table.h"
 #include "beamctl/text.h"
 #include "daemon/bus_names.h"
@@ -30,16 +28,7 @@ Choice choice_of(const Invocation &invocation) {
 // The daemon applies the automatic intensities of the LEDs only to a light that supports it and where it is
 // on.
 std::string holding_kind(const Light &light) {
-  try {
-    const Variant automatic = light.get(LED_INTERFACE_COMMON, "AutomaticIntensity");
-    const bool is_on = g_variant_is_of_type(automatic.get(), G_VARIANT_TYPE_BOOLEAN) &&
-                       g_variant_get_boolean(automatic.get());
-    return is_on ? "automatic" : "manual";
-  } catch (const Failure &failure) {
-    if (failure.code() != "not-supported")
-      throw;
-    return "manual";
-  }
+  return light.flag(LED_INTERFACE_COMMON, "AutomaticIntensity").value_or(false) ? "automatic" : "manual";
 }
 
 std::vector<int> read_leds(const Light &light, const Choice &choice) {
@@ -60,19 +49,22 @@ std::vector<int> read_leds(const Light &light, const Choice &choice) {
   return {values, values + count};
 }
 
-std::vector<int> set_leds(const Light &light, const Choice &choice, int intensity) {
+std::string no_leds(const Light &light) { return light.name() + " has no LEDs that can be set one by one"; }
+
+void set_leds(const Light &light, const Choice &choice, int intensity) {
   const char *kind = choice.kind.c_str();
   if (choice.led) {
     light.call(LED_INTERFACE_COMMON, "SetIndividualLEDIntensity",
                g_variant_new("(iis)", *choice.led, intensity, kind), "()");
-    return {intensity};
+    return;
   }
-  const int count = std::max(light.integer(LED_INTERFACE_COMMON, "GetNumberOfLEDs"), 0);
-  std::vector<gint32> values(static_cast<size_t>(count), intensity);
+  const std::vector<gint32> values(static_cast<size_t>(light.count_leds()), intensity);
+  if (values.empty())
+    throw Failure(kExitRefused, "not-supported", no_leds(light),
+                  "\"beamctl intensity " + light.name() + " VALUE\" sets that of the whole light");
   GVariant *list =
       g_variant_new_fixed_array(G_VARIANT_TYPE_INT32, values.data(), values.size(), sizeof(gint32));
   light.call(LED_INTERFACE_COMMON, "SetIndividualLEDIntensities", g_variant_new("(@ais)", list, kind), "()");
-  return values;
 }
 
 void print_leds(const Invocation &invocation, const Light &light, const Choice &choice,
@@ -83,7 +75,7 @@ void print_leds(const Invocation &invocation, const Light &light, const Choice &
                  {choice.kind == "manual" ? "MANUAL INTENSITY" : "AUTOMATIC INTENSITY", Align::kRight}});
     for (size_t index = 0; index < intensities.size(); ++index)
       table.add({std::to_string(first + static_cast<int>(index)), std::to_string(intensities[index])});
-    print(intensities.empty() ? light.name() + " has no LEDs that can be set one by one\n" : table.text());
+    print(intensities.empty() ? no_leds(light) + "\n" : table.text());
     return;
   }
   JsonDocument document;
@@ -102,40 +94,26 @@ void print_leds(const Invocation &invocation, const Light &light, const Choice &
   print(document.text());
 }
 
-void print_light(const Invocation &invocation, const Light &light, int intensity) {
-  if (!invocation.json()) {
-    print(std::to_string(intensity) + "\n");
-    return;
-  }
-  JsonDocument document;
-  document.begin_object();
-  document.add("light", light.name());
-  document.add("intensity", intensity);
-  document.end_object();
-  print(document.text());
-}
-
-int whole_light(const Invocation &invocation, const Light &light, std::optional<int> value) {
-  if (value)
-    light.call(LED_INTERFACE_COMMON, "SetIntensity", g_variant_new("(i)", *value), "()");
-  print_light(invocation, light, value ? *value : light.integer(LED_INTERFACE_COMMON, "GetIntensity"));
-  return kExitDone;
-}
-
 }  // namespace
 
 int intensity_command(const Invocation &invocation) {
   const auto &arguments = invocation.arguments;
   Choice choice = choice_of(invocation);
-  const auto value =
-      arguments.size() > 1 ? std::optional{number_argument(arguments[1], "an intensity")} : std::nullopt;
+  const bool is_set = arguments.size() > 1;
+  const int value = is_set ? number_argument(arguments[1], "an intensity") : 0;
 
   const Bus bus(invocation);
   const Light light(bus, arguments[0]);
-  if (!choice.led && choice.kind.empty())
-    return whole_light(invocation, light, value);
+  if (!choice.led && choice.kind.empty()) {
+    if (is_set)
+      light.call(LED_INTERFACE_COMMON, "SetIntensity", g_variant_new("(i)", value), "()");
+    print_number(invocation, light, "intensity", light.integer(LED_INTERFACE_COMMON, "GetIntensity"));
+    return kExitDone;
+  }
   if (choice.kind.empty())
     choice.kind = holding_kind(light);
-  print_leds(invocation, light, choice, value ? set_leds(light, choice, *value) : read_leds(light, choice));
+  if (is_set)
+    set_leds(light, choice, value);
+  print_leds(invocation, light, choice, read_leds(light, choice));
   return kExitDone;
 }

@@ -27,7 +27,7 @@ class JsonDocument {
   void add(const char *name, gint64 value);
   void add(const char *name, int value) { add(name, gint64{value}); }
   void add_null(const char *name);
-  /// Any value of the bus.
+  /// Any value of the bus: NaN and infinities are null, what JSON readers would round is a string.
   void add(const char *name, GVariant *value);
 
   /// Indented, with a newline at the end.

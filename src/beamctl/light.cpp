@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "beamctl/failure.h"
+#include "beamctl/bus_failure.h"
 #include "daemon/bus_names.h"
 
 namespace {
@@ -17,6 +17,16 @@ Failure no_such_light(const std::string &name, int count) {
   return {kExitNotFound, "no-such-light", "there is no light \"" + name + "\"",
           count == 0 ? "beamd has no lights at all; its log may tell why: journalctl -u beamd"
                      : "there are: " + known};
+}
+
+constexpr int kMostLights = 255;
+constexpr int kMostLeds = 1024;
+
+// Whoever answers, it is counted up to this.
+int checked_count(int count, int most, const std::string &what) {
+  if (count < 0 || count > most)
+    throw odd_answer("tells of " + std::to_string(count) + " " + what);
+  return count;
 }
 
 int find_light(const Bus &bus, const std::string &name) {
@@ -56,7 +66,7 @@ int count_lights(const Bus &bus) {
       bus.call({BEAMD_CONTROLLER_PATH, LED_INTERFACE_COMMON, "GetNbrOfLEDs"}, nullptr, "(i)");
   int count = 0;
   g_variant_get(reply.get(), "(i)", &count);
-  return count;
+  return checked_count(count, kMostLights, "lights");
 }
 
 Light::Light(const Bus &bus, const std::string &name) : Light(bus, find_light(bus, name)) {}
@@ -77,6 +87,19 @@ void Light::set(const char *interface, const char *property, GVariant *value) co
   bus_.set({path_.c_str(), interface, property}, value);
 }
 
+std::optional<bool> Light::flag(const char *interface, const char *property) const {
+  try {
+    const Variant value = get(interface, property);
+    if (!g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN))
+      throw odd_answer(std::string{"gives "} + property + " another type than true or false");
+    return g_variant_get_boolean(value.get()) != FALSE;
+  } catch (const Failure &failure) {
+    if (!is_unsupported(failure))
+      throw;
+    return std::nullopt;
+  }
+}
+
 bool Light::boolean(const char *interface, const char *method) const {
   gboolean value = FALSE;
   g_variant_get(call(interface, method, nullptr, "(b)").get(), "(b)", &value);
@@ -87,4 +110,8 @@ int Light::integer(const char *interface, const char *method) const {
   int value = 0;
   g_variant_get(call(interface, method, nullptr, "(i)").get(), "(i)", &value);
   return value;
+}
+
+int Light::count_leds() const {
+  return checked_count(integer(LED_INTERFACE_COMMON, "GetNumberOfLEDs"), kMostLeds, "LEDs of " + name_);
 }

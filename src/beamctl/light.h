@@ -34,9 +34,13 @@ class Light {
   Variant get(const char *interface, const char *property) const;
   void set(const char *interface, const char *property, GVariant *value) const;
 
+  /// A property that is true or false; none where the light does not support it.
+  std::optional<bool> flag(const char *interface, const char *property) const;
+
   /// Getters without arguments.
   bool boolean(const char *interface, const char *method) const;
   int integer(const char *interface, const char *method) const;
+  int count_leds() const;
 
  private:
   const Bus &bus_;

@@ -23,10 +23,3 @@ LightProperty find_property(const std::vector<LightProperty> &properties, const 
 
 /// @p text as a value of @p property, floating. Throws a Failure.
 GVariant *parse_value(const LightProperty &property, const std::string &text);
-
-/// The value as parse_value() understands it.
-std::string value_text(GVariant *value);
-
-/// Prints what the property is, or has become.
-void print_property(const Invocation &invocation, const Light &light, const LightProperty &property,
-                    GVariant *value);

@@ -16,10 +16,11 @@ struct Row {
   std::string type;
   int leds = 0;
   bool enabled = false;
-  bool sync_day_night = false;
   bool on = false;
-  bool automatic_intensity = false;
-  bool automatic_angle = false;
+  // None where the light does not support it.
+  std::optional<bool> sync_day_night = std::nullopt;
+  std::optional<bool> automatic_intensity = std::nullopt;
+  std::optional<bool> automatic_angle = std::nullopt;
   std::optional<Failure> refusal = std::nullopt;  ///< a light that cannot be used: only the name is known
 };
 
@@ -40,21 +41,9 @@ std::vector<Row> all_at_once(const Bus &bus) {
   gboolean automatic_angle = FALSE;
   while (g_variant_iter_next(lights, "(&s&sibbbbb)", &name, &type, &leds, &enabled, &sync, &on,
                              &automatic_intensity, &automatic_angle))
-    rows.push_back({name, type, leds, enabled != FALSE, sync != FALSE, on != FALSE,
+    rows.push_back({name, type, leds, enabled != FALSE, on != FALSE, sync != FALSE,
                     automatic_intensity != FALSE, automatic_angle != FALSE});
   return rows;
-}
-
-// What a light does not support is off.
-bool is_set(const Light &light, const char *interface, const char *property) {
-  try {
-    const Variant value = light.get(interface, property);
-    return g_variant_is_of_type(value.get(), G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(value.get());
-  } catch (const Failure &failure) {
-    if (failure.exit() != kExitRefused)
-      throw;
-    return false;
-  }
 }
 
 Row row_of(const Light &light) {
@@ -65,25 +54,24 @@ Row row_of(const Light &light) {
     const char *text = nullptr;
     g_variant_get(type.get(), "(&s)", &text);
     row.type = text;
-    row.leds = light.integer(LED_INTERFACE_COMMON, "GetNumberOfLEDs");
+    row.leds = light.count_leds();
     row.enabled = light.boolean(LED_INTERFACE_COMMON, "GetEnabled");
     row.on = light.boolean(LED_INTERFACE_COMMON, "GetLightStatus");
+    row.sync_day_night = light.flag(LED_INTERFACE_COMMON, "SyncDayNight");
+    row.automatic_intensity = light.flag(LED_INTERFACE_COMMON, "AutomaticIntensity");
+    row.automatic_angle = light.flag(LED_INTERFACE_ZOOM, "AutomaticAngleOfIllumination");
   } catch (const Failure &failure) {
-    if (failure.exit() != kExitRefused)
+    if (failure.exit() != kExitRefused && failure.exit() != kExitNotFound)
       throw;
     row.refusal = failure;
-    return row;
   }
-  row.sync_day_night = is_set(light, LED_INTERFACE_COMMON, "SyncDayNight");
-  row.automatic_intensity = is_set(light, LED_INTERFACE_COMMON, "AutomaticIntensity");
-  row.automatic_angle = is_set(light, LED_INTERFACE_ZOOM, "AutomaticAngleOfIllumination");
   return row;
 }
 
 std::vector<Row> one_by_one(const Bus &bus) {
   std::vector<Row> rows;
   const int count = count_lights(bus);
-  rows.reserve(static_cast<size_t>(std::max(count, 0)));
+  rows.reserve(static_cast<size_t>(count));
   for (int number = 0; number < count; ++number)
     rows.push_back(row_of(Light(bus, number)));
   return rows;
@@ -100,7 +88,11 @@ std::vector<Row> all_rows(const Bus &bus) {
   return one_by_one(bus);
 }
 
-Cell flag(bool value) { return {yes_no(value), value ? Style::kPlain : Style::kDim}; }
+Cell flag(std::optional<bool> value) {
+  if (!value)
+    return {"-", Style::kDim};
+  return {yes_no(*value), *value ? Style::kPlain : Style::kDim};
+}
 
 std::vector<Cell> cells_of(const Row &row) {
   if (row.refusal)
@@ -126,14 +118,21 @@ void print_table(const std::vector<Row> &rows) {
   print(rows.empty() ? "beamd has no lights\n" : table.text());
 }
 
+void add_flag(JsonDocument &document, const char *name, std::optional<bool> value) {
+  if (value)
+    document.add(name, *value);
+  else
+    document.add_null(name);
+}
+
 void add_values(JsonDocument &document, const Row &row) {
   document.add("type", row.type);
   document.add("leds", row.leds);
   document.add("enabled", row.enabled);
-  document.add("sync_day_night", row.sync_day_night);
+  add_flag(document, "sync_day_night", row.sync_day_night);
   document.add("on", row.on);
-  document.add("automatic_intensity", row.automatic_intensity);
-  document.add("automatic_angle", row.automatic_angle);
+  add_flag(document, "automatic_intensity", row.automatic_intensity);
+  add_flag(document, "automatic_angle", row.automatic_angle);
   document.add_null("error");
 }
 

@@ -10,19 +10,9 @@
 #include <vector>
 
 #include "beamctl/commands.h"
-#include "beamctl/failure.h"
 #include "beamctl/text.h"
 
 namespace {
-
-int run(const std::vector<std::string> &words) {
-  try {
-    return run_command_line(words, all_commands());
-  } catch (const Failure &failure) {
-    report(failure, asks_for_json(words));
-    return failure.exit();
-  }
-}
 
 // Otherwise the connection to the bus could become the standard output.
 void occupy_standard_streams() {
@@ -47,6 +37,6 @@ int main(int argc, char **argv) {
   occupy_standard_streams();
   std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error to report
   const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-  const int status = run(words);
+  const int status = run_and_report(words, all_commands());
   return !is_output_written() && status == kExitDone ? kExitRefused : status;
 }

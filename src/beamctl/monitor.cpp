@@ -9,16 +9,18 @@
 #include "beamctl/commands.h"
 #include "beamctl/failure.h"
 #include "beamctl/json_output.h"
-#include "beamctl/light_properties.h"
+#include "beamctl/light_values.h"
 #include "beamctl/style.h"
 #include "beamctl/text.h"
 #include "daemon/bus_names.h"
 
 namespace {
 
-constexpr const char *kProperties = "org.freedesktop.DBus.Properties";
+// The bus itself.
+constexpr const char *kBusName = "org.freedesktop.DBus";
+constexpr const char *kBusPath = "/org/freedesktop/DBus";
 
-/// In JSON an event's name and time stand beside them.
+/// In JSON an event's name and time stand beside them. Without a value: null.
 using Fields = std::vector<std::pair<const char *, Variant>>;
 
 std::string time_words(const char *format) {
@@ -33,6 +35,19 @@ std::string exact_time() {
   return text;
 }
 
+// In quotation marks where one could not tell otherwise where it ends.
+std::string word_of(const std::string &text) {
+  if (!text.empty() && text.find_first_of(" =\"\\") == std::string::npos)
+    return text;
+  std::string quoted = "\"";
+  for (const char letter : text) {
+    if (letter == '"' || letter == '\\')
+      quoted += '\\';
+    quoted += letter;
+  }
+  return quoted + "\"";
+}
+
 // "id=0 state=ON"
 std::string words_of(GVariant *dictionary) {
   std::string words;
@@ -42,16 +57,20 @@ std::string words_of(GVariant *dictionary) {
   GVariant *entry = nullptr;
   while (g_variant_iter_next(&entries, "{&sv}", &key, &entry)) {
     const Variant value{entry};
-    words += (words.empty() ? "" : " ") + printable(key) + "=" + value_text(entry);
+    words += (words.empty() ? "" : " ") + word_of(printable(key)) + "=" + word_of(value_text(entry));
   }
   return words;
+}
+
+Variant text_or_null(const char *text) {
+  return *text == '\0' ? nullptr : Variant{g_variant_ref_sink(g_variant_new_string(text))};
 }
 
 /// Prints what comes until it is told to stop.
 class Monitor {
  public:
-  // The signals are caught before the bus is asked for: from the start, Ctrl-C is a clean end.
-  explicit Monitor(bool json) : json_(json), loop_(g_main_loop_new(nullptr, FALSE)) {
+  Monitor(const Bus &bus, bool json)
+      : bus_(bus.connection()), json_(json), loop_(g_main_loop_new(nullptr, FALSE)) {
     interrupt_ = g_unix_signal_add(SIGINT, on_signal, this);
     terminate_ = g_unix_signal_add(SIGTERM, on_signal, this);
   }
@@ -64,24 +83,27 @@ class Monitor {
   Monitor &operator=(const Monitor &) = delete;
 
   /// Throws a Failure when the bus goes away.
-  void run(GDBusConnection *bus);
+  void run();
 
  private:
   static gboolean on_signal(gpointer self) noexcept;
   static void on_bus_closed(GDBusConnection *bus, gboolean vanished, GError *error, gpointer self) noexcept;
-  static void on_running(GDBusConnection *bus, const gchar *name, const gchar *owner, gpointer self) noexcept;
-  static void on_not_running(GDBusConnection *bus, const gchar *name, gpointer self) noexcept;
+  static void on_first_owner(GObject *bus, GAsyncResult *result, gpointer self) noexcept;
+  static void on_owner_changed(GDBusConnection *bus, const gchar *sender, const gchar *path,
+                               const gchar *interface, const gchar *member, GVariant *arguments,
+                               gpointer self) noexcept;
   static void on_event(GDBusConnection *bus, const gchar *sender, const gchar *path, const gchar *interface,
                        const gchar *member, GVariant *arguments, gpointer self) noexcept;
-  static void on_properties(GDBusConnection *bus, const gchar *sender, const gchar *path,
-                            const gchar *interface, const gchar *member, GVariant *arguments,
-                            gpointer self) noexcept;
-  void subscribe(GDBusConnection *bus);
+  void subscribe();
+  void ask_for_owner();
   void tell(const std::string &event, Style style, const std::string &words, const Fields &fields);
+  void tell_running(const char *owner);
+  void tell_not_running(const char *owner);
   void stop();
 
+  GDBusConnection *bus_;
   bool json_;
-  bool stopped_ = false;
+  bool started_ = false;  ///< has told whether the daemon runs
   bool bus_closed_ = false;
   GMainLoop *loop_;
   guint interrupt_ = 0;
@@ -89,10 +111,7 @@ class Monitor {
   std::vector<guint> subscriptions_;
 };
 
-void Monitor::stop() {
-  stopped_ = true;
-  g_main_loop_quit(loop_);
-}
+void Monitor::stop() { g_main_loop_quit(loop_); }
 
 void Monitor::tell(const std::string &event, Style style, const std::string &words, const Fields &fields) {
   if (json_) {
@@ -101,7 +120,10 @@ void Monitor::tell(const std::string &event, Style style, const std::string &wor
     document.add("time", exact_time());
     document.add("event", event);
     for (const auto &[name, value] : fields)
-      document.add(name, value.get());
+      if (value)
+        document.add(name, value.get());
+      else
+        document.add_null(name);
     document.end_object();
     print(document.line());
   } else {
@@ -122,79 +144,98 @@ void Monitor::on_bus_closed(GDBusConnection *, gboolean, GError *, gpointer self
   monitor->stop();
 }
 
-void Monitor::on_running(GDBusConnection *, const gchar *, const gchar *owner, gpointer self) noexcept {
+void Monitor::tell_running(const char *owner) {
   Fields fields;
-  fields.emplace_back("owner", g_variant_ref_sink(g_variant_new_string(owner)));
-  static_cast<Monitor *>(self)->tell("running", Style::kGood, std::string{"beamd is "} + owner, fields);
+  fields.emplace_back("owner", text_or_null(owner));
+  tell("running", Style::kGood, std::string{"beamd is "} + owner, fields);
 }
 
-// Also called, without a connection, when the bus has gone.
-void Monitor::on_not_running(GDBusConnection *bus, const gchar *, gpointer self) noexcept {
-  if (bus != nullptr)
-    static_cast<Monitor *>(self)->tell("not-running", Style::kBad, "beamd is not on the bus", {});
+void Monitor::tell_not_running(const char *owner) {
+  Fields fields;
+  fields.emplace_back("owner", text_or_null(owner));
+  tell("not-running", Style::kBad, "beamd is not on the bus", fields);
 }
 
-void Monitor::on_event(GDBusConnection *, const gchar *, const gchar *, const gchar *, const gchar *member,
-                       GVariant *arguments, gpointer self) noexcept {
-  if (!g_variant_is_of_type(arguments, G_VARIANT_TYPE("(a{sv})")))
+void Monitor::on_first_owner(GObject *bus, GAsyncResult *result, gpointer self) noexcept {
+  const Variant reply{g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus), result, nullptr)};
+  if (g_dbus_connection_is_closed(G_DBUS_CONNECTION(bus)))
+    return;
+  auto *monitor = static_cast<Monitor *>(self);
+  const char *owner = "";
+  if (reply)
+    g_variant_get(reply.get(), "(&s)", &owner);
+  monitor->started_ = true;
+  if (*owner != '\0')
+    monitor->tell_running(owner);
+  else
+    monitor->tell_not_running("");
+}
+
+// What comes before the first owner is told is part of that.
+void Monitor::on_owner_changed(GDBusConnection *, const gchar *, const gchar *, const gchar *, const gchar *,
+                               GVariant *arguments, gpointer self) noexcept {
+  auto *monitor = static_cast<Monitor *>(self);
+  if (!monitor->started_ || !g_variant_is_of_type(arguments, G_VARIANT_TYPE("(sss)")))
+    return;
+  const char *before = nullptr;
+  const char *now = nullptr;
+  g_variant_get(arguments, "(s&s&s)", nullptr, &before, &now);
+  if (*before != '\0')
+    monitor->tell_not_running(before);
+  if (*now != '\0')
+    monitor->tell_running(now);
+}
+
+void Monitor::on_event(GDBusConnection *, const gchar *sender, const gchar *, const gchar *,
+                       const gchar *member, GVariant *arguments, gpointer self) noexcept {
+  auto *monitor = static_cast<Monitor *>(self);
+  if (!monitor->started_ || !g_variant_is_of_type(arguments, G_VARIANT_TYPE("(a{sv})")))
     return;
   Fields fields;
+  fields.emplace_back("sender", text_or_null(sender));
   fields.emplace_back("values", g_variant_get_child_value(arguments, 0));
-  const std::string words = words_of(fields.front().second.get());
-  static_cast<Monitor *>(self)->tell(member, Style::kHeading, words, fields);
+  monitor->tell(member, Style::kHeading, words_of(fields.back().second.get()), fields);
 }
 
-void Monitor::on_properties(GDBusConnection *, const gchar *, const gchar *path, const gchar *,
-                            const gchar *member, GVariant *arguments, gpointer self) noexcept {
-  if (!g_variant_is_of_type(arguments, G_VARIANT_TYPE("(sa{sv}as)")))
-    return;
-  Fields fields;
-  fields.emplace_back("path", g_variant_ref_sink(g_variant_new_string(path)));
-  fields.emplace_back("interface", g_variant_get_child_value(arguments, 0));
-  fields.emplace_back("changed", g_variant_get_child_value(arguments, 1));
-  fields.emplace_back("invalidated", g_variant_get_child_value(arguments, 2));
-  const std::string words = std::string{path} + " " + words_of(fields[2].second.get());
-  static_cast<Monitor *>(self)->tell(member, Style::kHeading, words, fields);
-}
-
-// From whomever: a camera's SDK may send the events from another process than the daemon's.
-void Monitor::subscribe(GDBusConnection *bus) {
+// Events from whomever: a camera's SDK may send them from another process than the daemon's.
+void Monitor::subscribe() {
   for (const char *member : {EVENT_LIGHT_STATUS_CHANGED, EVENT_LIGHT_STATUS})
-    subscriptions_.push_back(g_dbus_connection_signal_subscribe(bus, nullptr, EVENT_INTERFACE, member,
+    subscriptions_.push_back(g_dbus_connection_signal_subscribe(bus_, nullptr, EVENT_INTERFACE, member,
                                                                 EVENT_PATH, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
                                                                 on_event, this, nullptr));
   subscriptions_.push_back(g_dbus_connection_signal_subscribe(
-      bus, nullptr, kProperties, "PropertiesChanged", nullptr, BEAMD_BUS_NAME,
-      G_DBUS_SIGNAL_FLAGS_MATCH_ARG0_NAMESPACE, on_properties, this, nullptr));
-  subscriptions_.push_back(g_dbus_connection_signal_subscribe(
-      bus, nullptr, kProperties, "PropertiesChanged", nullptr, LEGACY_INTERFACE, G_DBUS_SIGNAL_FLAGS_NONE,
-      on_properties, this, nullptr));
+      bus_, kBusName, kBusName, "NameOwnerChanged", kBusPath, BEAMD_BUS_NAME, G_DBUS_SIGNAL_FLAGS_NONE,
+      on_owner_changed, this, nullptr));
+}
+
+void Monitor::ask_for_owner() {
+  g_dbus_connection_call(bus_, kBusName, kBusPath, kBusName, "GetNameOwner",
+                         g_variant_new("(s)", BEAMD_BUS_NAME), G_VARIANT_TYPE("(s)"), G_DBUS_CALL_FLAGS_NONE,
+                         kAnswerMs, nullptr, on_first_owner, this);
 }
 
 // Whoever sees the first line, which tells whether the daemon runs, sees all that comes after it: the bus has
 // handled the subscriptions by then.
-void Monitor::run(GDBusConnection *bus) {
-  subscribe(bus);
-  const guint watch = g_bus_watch_name_on_connection(bus, BEAMD_BUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE,
-                                                     on_running, on_not_running, this, nullptr);
-  const gulong closed = g_signal_connect(bus, "closed", G_CALLBACK(on_bus_closed), this);
-  if (!stopped_ && !g_dbus_connection_is_closed(bus))
+void Monitor::run() {
+  subscribe();
+  ask_for_owner();
+  const gulong closed = g_signal_connect(bus_, "closed", G_CALLBACK(on_bus_closed), this);
+  if (!g_dbus_connection_is_closed(bus_))
     g_main_loop_run(loop_);
 
-  g_signal_handler_disconnect(bus, closed);
-  g_bus_unwatch_name(watch);
+  g_signal_handler_disconnect(bus_, closed);
   for (const guint subscription : subscriptions_)
-    g_dbus_connection_signal_unsubscribe(bus, subscription);
-  if (bus_closed_ || g_dbus_connection_is_closed(bus))
+    g_dbus_connection_signal_unsubscribe(bus_, subscription);
+  if (bus_closed_ || g_dbus_connection_is_closed(bus_))
     throw Failure(kExitUnreachable, "bus-unreachable", "the bus has gone",
                   "is the bus running? systemctl status dbus");
 }
 
 }  // namespace
 
+// Until the bus is there, Ctrl-C ends it as it ends any program.
 int monitor_command(const Invocation &invocation) {
-  Monitor monitor(invocation.json());
   const Bus bus(invocation);
-  monitor.run(bus.connection());
+  Monitor(bus, invocation.json()).run();
   return kExitDone;
 }

@@ -1,6 +1,6 @@
 #include "beamctl/commands.h"
 #include "beamctl/failure.h"
-#include "beamctl/light_properties.h"
+#include "beamctl/light_values.h"
 #include "beamctl/text.h"
 
 namespace {
@@ -26,6 +26,7 @@ int set_command(const Invocation &invocation) {
   check_writable(property, properties);
   const Variant value{g_variant_ref_sink(parse_value(property, invocation.arguments[2]))};
   light.set(property.interface.c_str(), property.name.c_str(), value.get());
-  print_property(invocation, light, property, value.get());
+  const Variant held = light.get(property.interface.c_str(), property.name.c_str());
+  print_property(invocation, light, property, held.get());
   return kExitDone;
 }

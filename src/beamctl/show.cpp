@@ -1,10 +1,9 @@
 #include <optional>
 
+#include "beamctl/bus_failure.h"
 #include "beamctl/commands.h"
-#include "beamctl/failure.h"
 #include "beamctl/json_output.h"
-#include "beamctl/light.h"
-#include "beamctl/light_properties.h"
+#include "beamctl/light_values.h"
 #include "beamctl/table.h"
 #include "beamctl/text.h"
 #include "daemon/bus_names.h"
@@ -110,10 +109,6 @@ std::string words_of(GVariant *value) {
     return std::to_string(low) + " to " + std::to_string(high);
   }
   return value_text(value);
-}
-
-bool is_unsupported(const Failure &refusal) {
-  return refusal.code() == "not-supported" || refusal.code() == "not-offered";
 }
 
 Cell cell_of(const Answer &answer) {

@@ -30,7 +30,7 @@ bool colours_wanted() {
   const char *no_color = std::getenv("NO_COLOR");
   const char *terminal = std::getenv("TERM");
   const bool refused = no_color != nullptr && *no_color != '\0';
-  const bool dumb = terminal != nullptr && std::string_view{terminal} == "dumb";
+  const bool dumb = terminal == nullptr || std::string_view{terminal} == "dumb";
   return !refused && !dumb && isatty(STDOUT_FILENO) != 0;
 }
 

@@ -5,7 +5,8 @@
 
 enum class Style { kPlain, kHeading, kGood, kWarning, kBad, kDim };
 
-/// Whether stdout is a terminal that wants colours: NO_COLOR is unset or empty and TERM is not "dumb".
+/// Whether stdout is a terminal that wants colours: NO_COLOR is unset or empty and TERM is set and not
+/// "dumb".
 bool colours_wanted();
 
 /// @p text, with the escape sequences of @p style around it if colours_wanted().

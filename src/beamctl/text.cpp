@@ -9,6 +9,12 @@
 namespace {
 
 constexpr gunichar kReplacement = 0xFFFD;
+constexpr gunichar kLineSeparator = 0x2028;
+constexpr gunichar kParagraphSeparator = 0x2029;
+
+bool is_printable(gunichar letter) {
+  return g_unichar_isprint(letter) && letter != kLineSeparator && letter != kParagraphSeparator;
+}
 
 char lower(char letter) { return g_ascii_tolower(letter); }
 
@@ -30,7 +36,7 @@ std::string printable(std::string_view text) {
   for (const char *at = valid; *at != '\0'; at = g_utf8_next_char(at)) {
     const gunichar letter = g_utf8_get_char(at);
     char bytes[6];
-    const gint length = g_unichar_to_utf8(g_unichar_isprint(letter) ? letter : kReplacement, bytes);
+    const gint length = g_unichar_to_utf8(is_printable(letter) ? letter : kReplacement, bytes);
     shown.append(bytes, static_cast<size_t>(length));
   }
   return shown;

@@ -5,7 +5,8 @@
 #include <string_view>
 #include <vector>
 
-/// @p text as valid UTF-8 without control characters: U+FFFD stands for each that is not fit for a terminal.
+/// @p text as valid UTF-8 without control characters and line breaks: U+FFFD stands for each that is not fit
+/// for a terminal.
 std::string printable(std::string_view text);
 
 /// The columns that @p text, which is printable(), takes on a terminal.

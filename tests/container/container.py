@@ -9,8 +9,11 @@ import subprocess
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
+REPOSITORY = HERE.parent.parent
 SCENARIO = HERE / "scenario"
-NEEDED_INSIDE = ["dbus", "procps", "systemd-sysv"]
+NEEDED_INSIDE = ["dbus", "libglib2.0-bin", "procps", "systemd-sysv"]
+# Where the administrator of a camera changes something and a later version of the package does too.
+CHANGED_BY_THE_UPGRADE = ["etc/beamd/illumination.conf", "etc/beamd-defaults/led0.conf"]
 # Far more than it takes; a container that hangs is ended.
 TIMEOUT = 600
 
@@ -41,13 +44,15 @@ def dependencies(packages: list[Path]) -> list[str]:
 
 
 def repack(package: Path, version: str, folder: Path) -> None:
-    """Puts the same package into @p folder as another version."""
+    """Puts the same package into @p folder as another version, with other configuration files."""
     tree = folder / "tree"
     subprocess.run(["dpkg-deb", "--raw-extract", package, tree], check=True)
     control = tree / "DEBIAN/control"
     old = re.escape(field(package, "Version"))
     text = re.sub(rf"^Version: {old}$", f"Version: {version}", control.read_text(), flags=re.MULTILINE)
     control.write_text(re.sub(rf"\(= {old}\)", f"(= {version})", text))
+    for path in filter(Path.exists, (tree / name for name in CHANGED_BY_THE_UPGRADE)):
+        path.write_text(f"{path.read_text()}# as the later version has it\n")
     subprocess.run(["dpkg-deb", "--root-owner-group", "--build", tree, folder], check=True, stdout=subprocess.DEVNULL)
     shutil.rmtree(tree)
 
@@ -57,7 +62,7 @@ def make_tree(tree: Path, packages: list[Path]) -> None:
     include = ",".join(NEEDED_INSIDE + dependencies(packages))
     subprocess.run(
         # Timers would work on their own in between.
-        ["mmdebstrap", "--quiet", "--variant=minbase", f"--include={include}",
+        [*ALONE, "mmdebstrap", "--quiet", "--variant=minbase", f"--include={include}",
          '--customize-hook=rm -r "$1/etc/systemd/system/timers.target.wants"', "bookworm", tree],
         check=True,
     )
@@ -66,7 +71,8 @@ def make_tree(tree: Path, packages: list[Path]) -> None:
     for package in packages:
         shutil.copy(package, tree / "scenario/build/packages")
         repack(package, f"{field(package, 'Version')}+upgraded", tree / "scenario/upgrade")
-    shutil.copy(SCENARIO, tree / "scenario/scenario")
+    shutil.copy(SCENARIO, tree / "scenario")
+    shutil.copy(REPOSITORY / "README.md", tree / "scenario")
     units = tree / "etc/systemd/system"
     shutil.copy(HERE / "scenario.service", units)
     (units / "multi-user.target.wants").mkdir(exist_ok=True)

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import shutil
+import signal
 import subprocess
 import tempfile
 from collections.abc import Iterator
@@ -11,16 +12,21 @@ from pathlib import Path
 
 import pytest
 
-from container import HERE, boot, make_tree, steps
+from container import ALONE, REPOSITORY, boot, make_tree, steps
 
-REPOSITORY = HERE.parent.parent
 BUILT = REPOSITORY / "build/packages"
+
+
+@pytest.fixture(scope="module", autouse=True)
+def ends_when_terminated() -> None:
+    """As with Ctrl-C: what runs is ended and what was made is removed."""
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
 
 
 @pytest.fixture(scope="module")
 def packages() -> list[Path]:
-    subprocess.run([REPOSITORY / "scripts/package"], check=True, stdout=subprocess.DEVNULL)
-    return sorted(path for path in BUILT.glob("*.deb") if "-dbgsym_" not in path.name)
+    subprocess.run([*ALONE, REPOSITORY / "scripts/package"], check=True, stdout=subprocess.DEVNULL)
+    return sorted(BUILT.glob("*.deb"))
 
 
 @pytest.fixture(scope="module")
@@ -38,19 +44,17 @@ def results(tree: Path) -> Path:
     """The folder that the scenario has filled."""
     console = boot(tree)
     found = tree / "scenario/results"
-    keep_log(found, console)
+    keep_log("" if found.is_dir() else console)
+    for step in steps():
+        keep_log(f"\n## {step}: {outcome(found, step)}\n{said(found, step)}")
     assert found.is_dir(), f"the scenario did not run:\n{console}"
     return found
 
 
-def keep_log(found: Path, console: str) -> None:
-    if not (log := os.environ.get("BEAMD_CONTAINER_LOG")):
-        return
-    with open(log, "w", encoding="utf-8") as file:
-        if not found.is_dir():
-            file.write(console)
-        for step in steps():
-            file.write(f"\n## {step}: {outcome(found, step)}\n{said(found, step)}")
+def keep_log(text: str) -> None:
+    if log := os.environ.get("BEAMD_CONTAINER_LOG"):
+        with open(log, "a", encoding="utf-8") as file:
+            file.write(text)
 
 
 def outcome(found: Path, step: str) -> str:
@@ -70,9 +74,10 @@ def test_the_packages_are_those_that_are_told(packages: list[Path]) -> None:
 
 def test_lintian_has_no_complaint(packages: list[Path]) -> None:
     [changes] = BUILT.glob("*.changes")
-    lintian = ["lintian", "--allow-root", "--fail-on", "error,warning", changes]
-    result = subprocess.run(lintian, capture_output=True, text=True)
-    assert result.returncode == 0, result.stdout + result.stderr
+    lintian = ["lintian", "--allow-root", "--display-info", "--fail-on", "error,warning", changes]
+    result = subprocess.run(lintian, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    keep_log(f"## lintian\n{result.stdout}")
+    assert result.returncode == 0, result.stdout
 
 
 def test_they_go_into_an_image_that_does_not_run(tree: Path) -> None:

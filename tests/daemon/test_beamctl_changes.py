@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import pytest
+from beamd_testing.beamctl import FakeDaemon
 from beamd_testing.configuration import LIGHT_DEFAULTS
 from beamd_testing.coordinator import Coordinator
 from beamd_testing.installation import install_dummies, install_example
@@ -73,7 +74,7 @@ class TestIntensity:
     def test_of_the_light(self, light, beamctl) -> None:
         lamp = light(intensityLOW=-5)
         assert beamctl.says("intensity", "led0") == "60\n"
-        assert beamctl.says("intensity", "led0", "33") == "33\n"
+        assert beamctl.says("intensity", "led0", "33") == "led0: intensity is now 33\n"
         assert lamp.call("GetIntensity") == 33
         assert beamctl.tells("intensity", "led0", "-5") == {"light": "led0", "intensity": -5}
         assert lamp.call("GetIntensity") == -5
@@ -145,14 +146,18 @@ class TestIntensity:
         install_dummies(sandbox, {})
         daemon()
         assert beamctl.says("intensity", "0", "--manual") == "led0 has no LEDs that can be set one by one\n"
-        assert beamctl.tells("intensity", "0", "5", "--manual")["leds"] == []
+        assert beamctl.tells("intensity", "0", "--automatic")["leds"] == []
+        for kind in ("--manual", "--automatic"):
+            message, advice = beamctl.fails(1, "not-supported", "intensity", "0", "5", kind)
+            assert message == "led0 has no LEDs that can be set one by one"
+            assert advice == '"beamctl intensity led0 VALUE" sets that of the whole light'
 
 
 class TestAngle:
     def test_shown_and_set(self, light, beamctl) -> None:
         lamp = light()
         assert beamctl.says("angle", "led0") == "30\n"
-        assert beamctl.says("angle", "led0", "20") == "20\n"
+        assert beamctl.says("angle", "led0", "20") == "led0: angle is now 20\n"
         assert lamp.call("GetCurrentAngleOfIllumination") == 20
         assert beamctl.tells("angle", "led0", "60") == {"light": "led0", "angle": 60}
         assert beamctl.tells("angle", "led0") == {"light": "led0", "angle": 60}
@@ -168,6 +173,36 @@ class TestAngle:
         light({"zoom": None}, manualangleofillumination=None)
         message, _ = beamctl.fails(1, "not-supported", "angle", "led0")
         assert message == "Angle of illumination is not supported"
+
+
+class TestReadingBack:
+    def test_intensities_that_become_others(self, bus, beamctl) -> None:
+        fake = FakeDaemon(bus)
+        fake.start()
+        fake.add_light(
+            {
+                "SetIntensity": ("i", "", ""),
+                "GetIntensity": ("i", "ret = 42"),
+                "SetIndividualLEDIntensity": ("iis", "", ""),
+                "GetIndividualLEDIntensity": ("is", "i", "ret = 43"),
+                "GetNumberOfLEDs": ("i", "ret = 2"),
+                "SetIndividualLEDIntensities": ("ais", "", ""),
+                "GetIndividualLEDIntensities": ("s", "ai", "ret = [44, 45]"),
+            }
+        )
+        assert beamctl.says("intensity", "led0", "7") == "led0: intensity is now 42\n"
+        assert beamctl.tells("intensity", "led0", "7")["intensity"] == 42
+        one = beamctl.tells("intensity", "led0", "7", "--manual", "--led", "1")
+        assert one["leds"] == [{"led": 1, "intensity": 43}]
+        both = beamctl.tells("intensity", "led0", "7", "--manual")
+        assert [led["intensity"] for led in both["leds"]] == [44, 45]
+
+    def test_angle_and_property(self, light, bus, beamctl) -> None:
+        lamp = light()
+        beamctl.says("angle", "led0", "20")
+        beamctl.says("set", "led0", "SyncDayNight", "on")
+        assert len(bus.messages("call", "GetCurrentAngleOfIllumination", path=lamp.path)) == 1
+        assert len(bus.messages("call", "Get", path=lamp.path)) == 1
 
 
 VALUES = {
@@ -207,7 +242,7 @@ class TestProperties:
             assert set(advice.removeprefix("these can be set: ").split(", ")) == writable
             return
         given, after = change
-        assert beamctl.says("set", "led0", name, given) == f"{text(after)}\n"
+        assert beamctl.says("set", "led0", name, given) == f"led0: {name} is now {text(after)}\n"
         assert lamp.get(name) == after
         assert beamctl.tells("set", "led0", name, text(before)) == {
             "light": "led0",

@@ -11,14 +11,17 @@ from pathlib import Path
 
 import pytest
 
-from beamd_testing.board_mistakes import CHANNELS, REGISTERS, REGULATORS, TABLES
+from beamd_testing.board_mistakes import REGULATORS, TABLES
 from beamd_testing.checker import Check, check, refused, run
+from beamd_testing.device_mistakes import CHANNELS, REGISTERS
+from beamd_testing.house import House
 from beamd_testing.installation import EXAMPLES
 from beamd_testing.light_mistakes import LIGHTS, PATHS
+from beamd_testing.main_mistakes import CAMERAS
 from beamd_testing.mistake import BEAMD, DEFAULTS, DIMMING, LIGHT, TABLE, UNJUDGED, Mistake, Tree, name_of
 from beamd_testing.odd_configurations import ODD_AND_RIGHT
 
-MISTAKES = [*LIGHTS, *PATHS, *TABLES, *REGULATORS, *CHANNELS, *REGISTERS]
+MISTAKES = [*CAMERAS, *LIGHTS, *PATHS, *TABLES, *REGULATORS, *CHANNELS, *REGISTERS]
 RULES = Path(__file__).resolve().parent.parent.parent / "src/beamctl/check/finding.cpp"
 EXAMPLE_NAMES = sorted(path.name for path in EXAMPLES.iterdir())
 
@@ -63,7 +66,8 @@ def test_mistake(checked, mistake: Mistake):
     (finding,) = result.findings
     assert mistake.names in finding["message"]
     assert finding["reaction"] and finding["reaction"] not in finding["message"]
-    assert mistake.reason in (finding["reason"], UNJUDGED)
+    assert mistake.tells in finding["reaction"]
+    assert finding["reason"] == mistake.reason
     if mistake.suggestion != UNJUDGED:
         assert finding.get("suggestion", "") == mistake.suggestion
         assert mistake.suggestion in finding["message"]
@@ -80,6 +84,16 @@ def test_no_false_alarm(checked, example_name, changes):
     for change in changes:
         change(tree)
     assert checked(tree).places() == []
+
+
+def test_a_light_of_each_type(sandbox, bus, devices, power_daemon, temperature_service):
+    """What suits one of them is of no use to another, and no more is told than that and what is wrong with these."""
+    House(sandbox, bus, devices, power_daemon, temperature_service)
+    places = check(sandbox.path("/")).places()
+    wrong = [(file, rule) for file, _, rule, severity in places if severity == "error"]
+    assert wrong == [(f"/etc/beamd/led{number}.conf", "intensity-beyond-table") for number in (11, 3)]
+    odd = {rule for _, _, rule, severity in places if severity == "warning"}
+    assert odd == {"sensor-count", "key-without-effect"}
 
 
 def test_line_ends_of_another_system(tmp_path):
@@ -167,11 +181,12 @@ class TestHostileTrees:
         assert result.status == 1 and {each["file"] for each in result.findings} == {path}
 
     def test_bytes_that_no_terminal_should_see(self, example):
-        (example / LIGHT.lstrip("/")).write_bytes(b"[common]\nf\xe4rg=\xe4\n\x1b[31mred=1\n")
+        unseen = "\x1b[31mred=1\n\u009b31m=1\n\u202ered=1\n".encode()
+        (example / LIGHT.lstrip("/")).write_bytes(b"[common]\nf\xe4rg=\xe4\n" + unseen)
         told, words = (run("--root", example, *form) for form in (["--json"], []))
         assert (told.returncode, words.returncode) == (1, 1)
         assert json.loads(told.stdout)["findings"]
-        assert "\x1b" not in told.stdout + words.stdout
+        assert not set("\x1b\u009b\u202e") & set(told.stdout + words.stdout)
 
     def test_endless_line(self, example):
         (example / LIGHT.lstrip("/")).write_text("[common]\n" + "x" * 10**7)
@@ -182,6 +197,12 @@ class TestHostileTrees:
         (example / LIGHT.lstrip("/")).write_text("[common]\n" + "".join(f"key{number}=1\n" for number in range(1000)))
         result = check(example)
         assert [each["rule"] for each in result.findings].count("unknown-key") == 1000
+
+    def test_more_mistakes_than_are_told(self, example):
+        (example / LIGHT.lstrip("/")).write_text("[common]\n" + "".join(f"key{number}=1\n" for number in range(20000)))
+        result = check(example)
+        assert result.document["truncated"]
+        assert 1000 < len(result.findings) < 20000
 
     def test_empty_camera(self, tmp_path):
         assert check(tmp_path).places() == [(BEAMD, None, "file-missing", "error")]

@@ -5,13 +5,15 @@ from __future__ import annotations
 import os
 import pty
 import re
+import signal
 import subprocess
 from collections.abc import Callable
 from pathlib import Path
 
 import pytest
-from beamd_testing.beamctl import read_until, variables
-from beamd_testing.installation import install_dummies
+from beamd_testing import coverage
+from beamd_testing.beamctl import FakeDaemon, command, read_until, variables
+from beamd_testing.installation import install_dummies, install_example
 from beamd_testing.services import light_path
 
 DATA = Path(__file__).resolve().parent.parent.parent / "data"
@@ -54,19 +56,100 @@ def test_man_page_names_all_that_the_help_names(beamctl, commands, options_of) -
             assert re.search(rf"{option}\b", page), f"nothing is said of {option}"
 
 
-def test_man_page_names_every_code(beamctl) -> None:
-    codes = set()
+def exit_codes() -> dict[str, str]:
+    header = (DATA.parent / "src/beamctl/exit_codes.h").read_text()
+    return dict(re.findall(r"(kExit\w+) = (\d+),", header))
+
+
+def section(name: str) -> str:
+    return re.split(r"^(?=[A-Z])", man().stdout.partition(f"\n{name}\n")[2], maxsplit=1, flags=re.MULTILINE)[0]
+
+
+def test_man_page_names_every_code_with_its_exit_status() -> None:
+    codes = {(exit_codes()["kExitRefused"], "refused")}
     for path in (DATA.parent / "src/beamctl").rglob("*.cpp"):
-        codes |= set(re.findall(r'(?:kExit\w+|LIGHT_CONTROL_ERROR_\w+),\s+"([a-z-]+)"', path.read_text()))
-    assert {"usage", "no-board", "access-denied", "not-running"} <= codes
-    listed = man().stdout.partition("where code is one of ")[2].partition("EXIT STATUS")[0]
-    assert set(re.findall(r"[a-z]+(?:-[a-z]+)*", listed)) - {"and"} == codes
+        text = path.read_text()
+        codes |= {(exit_codes()[exit], code) for exit, code in re.findall(r'(kExit\w+),\s+"([a-z-]+)"', text)}
+        refusals = re.findall(r'LIGHT_CONTROL_ERROR_\w+,\s+"([a-z-]+)"', text)
+        codes |= {(exit_codes()["kExitRefused"], code) for code in refusals}
+    assert {("2", "usage"), ("1", "no-board"), ("4", "access-denied"), ("3", "not-running")} <= codes
+    listed = set()
+    for entry in re.split(r"\n(?=       \d )", "\n" + section("EXIT STATUS"))[1:]:
+        named = re.search(r"Codes?: (.*?)\.$", entry, re.DOTALL | re.MULTILINE)
+        words = re.findall(r"[a-z]+(?:-[a-z]+)*", named[1]) if named else []
+        listed |= {(entry.split()[0], code) for code in words if code != "and"}
+    assert listed == codes
 
 
 def test_man_page_names_every_exit_status() -> None:
-    listed = man().stdout.partition("EXIT STATUS\n")[2].partition("ENVIRONMENT")[0]
-    known = re.findall(r"= (\d+),", (DATA.parent / "src/beamctl/exit_codes.h").read_text())
-    assert re.findall(r"^       (\d) ", listed, re.MULTILINE) == known == list("012345")
+    listed = re.findall(r"^       (\d) ", section("EXIT STATUS"), re.MULTILINE)
+    assert listed == list(exit_codes().values()) == list("012345")
+
+
+def members(document: object) -> set[str]:
+    """The names in a document, without those that are data of the light."""
+    if isinstance(document, list):
+        return set().union(*map(members, document))
+    if not isinstance(document, dict):
+        return set()
+    data = {"values", "refused"}
+    return set(document).union(*(members(value) for name, value in document.items() if name not in data))
+
+
+@pytest.mark.parametrize(
+    "line",
+    [
+        "list",
+        "show led0",
+        "on led0",
+        "enable led0",
+        "intensity led0",
+        "intensity led0 --manual",
+        "angle led0",
+        "get led0 CardDetected",
+        "check",
+        "--help",
+        "--version",
+        "show led9",
+    ],
+)
+def test_man_page_names_every_member_of_json(served, beamctl, line: str) -> None:
+    outcome = beamctl(*line.split(), "--json")
+    name = "A failure" if outcome.status == 5 else line.split()[0]
+    described = re.search(rf"^       (?:[\w, -]*, )?{name}\b.*(?:\n(?:        .*)?)*", section("JSON"), re.MULTILINE)
+    assert described, f"nothing is said of {name}"
+    told = members(outcome.document())
+    assert told and {member for member in told if not re.search(rf"\b{member}\b", described[0])} == set()
+
+
+def example_lines() -> list[str]:
+    blocks = re.findall(r"^\.EX\n(.*?)^\.EE$", MAN_PAGE.read_text(), re.DOTALL | re.MULTILINE)
+    lines = [line.replace("\\-", "-") for block in blocks for line in block.splitlines()]
+    return [line for line in lines if line.startswith("beamctl ")]
+
+
+def test_man_page_has_examples() -> None:
+    lines = example_lines()
+    assert {line.split()[1] for line in lines} >= {"list", "on", "intensity", "set", "monitor", "check"}
+    assert len(lines) + len(["NAME"]) == MAN_PAGE.read_text().count("\nbeamctl ")
+
+
+@pytest.mark.parametrize("line", example_lines())
+def test_example_of_the_man_page(daemon, sandbox, beamctl, line: str) -> None:
+    install_example(sandbox, "Dummy")
+    daemon()
+    words = line.split()[1:]
+    if "--root" in words:
+        root = words.index("--root") + 1
+        words[root] = str(DATA / "examples/Dummy")
+    if words[0] != "monitor":
+        assert beamctl.says(*words) != ""
+        return
+    run = coverage.new_run()
+    watching = sandbox.popen(command(*words), env=variables(run), stdout=subprocess.PIPE)
+    assert "running  beamd is " in read_until(watching.stdout.fileno(), "\n")
+    assert sandbox.end(watching, signal.SIGINT) == 0
+    coverage.hand_over(run)
 
 
 @pytest.fixture
@@ -80,6 +163,15 @@ def properties(bus, command: str) -> set[str]:
     interfaces = bus.client.introspect(light_path(0)).interfaces
     declared = [entry for interface in interfaces for entry in interface.properties]
     return {entry.name for entry in declared if command == "get" or entry.flags & 2}
+
+
+def install_hostile(bus) -> None:
+    """Somebody with the daemon's name, who wants the shell to run something."""
+    fake = FakeDaemon(bus)
+    names = ["led0", "$(touch${IFS}/run/executed)", "`touch${IFS}/run/executed`", "led1$(touch${IFS}/run/executed)"]
+    rows = [(name, "IR", 2, True, False, False, False, False) for name in names]
+    fake.answer("GetAllLED", "", "a(ssibbbbb)", f"ret = {rows!r}")
+    fake.start()
 
 
 class TestBash:
@@ -130,6 +222,11 @@ class TestBash:
         assert complete("beamctl get led0 Sync") == {"SyncDayNight"}
         assert complete("beamctl set led0 SyncDayNight ") == {"true", "false"}
         assert complete("beamctl set led0 ManualSetIntensity ") == set()
+
+    def test_lights_with_hostile_names(self, sandbox, bus, complete) -> None:
+        install_hostile(bus)
+        assert complete("beamctl show ") == {"led0"}
+        assert not sandbox.path("/run/executed").exists()
 
     def test_without_a_daemon(self, bus, complete) -> None:
         assert complete("beamctl show ") == set()
@@ -188,6 +285,11 @@ class TestZsh:
     )
     def test_completes(self, served, complete, line: str, completed: str) -> None:
         assert complete(line) == completed
+
+    def test_lights_with_hostile_names(self, sandbox, bus, complete) -> None:
+        install_hostile(bus)
+        assert complete("beamctl on l") == "beamctl on led0 "
+        assert not sandbox.path("/run/executed").exists()
 
     def test_names_all_commands_and_properties(self, served, bus, commands) -> None:
         text = ZSH.read_text()

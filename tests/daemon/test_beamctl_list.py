@@ -218,3 +218,39 @@ def test_light_with_too_weak_a_supply_stands_beside_the_others(daemon, sandbox, 
     }
     message, advice = beamctl.fails(1, "wrong-poe", "on", "led0")
     assert (message, advice.partition(":")[0]) == ("Wrong poe", "the power supply is too weak for the light")
+
+
+def test_what_is_not_supported_is_neither_on_nor_off(daemon, sandbox, power_daemon, beamctl) -> None:
+    power_daemon.status.set({"PowerReceived": 10.0})
+    power_daemon.start()
+    weak = {"usepowerrequest": True, "required_total_power": 20.0}
+    simple = {"nbrofinterfaces": 1, "syncdaynight": None, "automaticintensity": None}
+    install_dummies(sandbox, {"common": weak}, {"common": simple}, leds=2)
+    daemon()
+    told = beamctl.tells("list")["lights"][1]
+    assert [told[key] for key in ("sync_day_night", "automatic_intensity", "automatic_angle")] == [None] * 3
+    assert told["error"] is None
+    assert beamctl.says("list").splitlines()[2] == "led1   IR       2  yes      -               no  -               -"
+
+
+def test_light_with_one_interface(daemon, sandbox, beamctl) -> None:
+    install_dummies(sandbox, {"common": {"nbrofinterfaces": 1}}, leds=2)
+    daemon()
+    assert beamctl.says("list").splitlines()[1].startswith("led0   IR")
+    assert beamctl.says("get", "led0", "SyncDayNight") == "false\n"
+    assert beamctl.says("set", "led0", "SyncDayNight", "on") == "led0: SyncDayNight is now true\n"
+    for arguments in (["get", "led0", "AutomaticAngleOfIllumination"], ["set", "led0", "AutomaticAngleOfIllumination", "1"]):
+        _, advice = beamctl.fails(5, "no-such-property", *arguments)
+        assert "there are: " in advice and "Angle" not in advice.partition("there are: ")[2]
+
+
+def test_type_that_is_not_for_a_terminal(daemon, sandbox, beamctl) -> None:
+    kind = "\033[31m\aIR" + "x" * 5000
+    install_dummies(sandbox, {"common": {"ledtype": f"{kind}\\n"}}, leds=2)
+    daemon()
+    odd = "\N{REPLACEMENT CHARACTER}"
+    clean = f"{odd}[31m{odd}IR" + "x" * 5000 + odd
+    assert beamctl.tells("list")["lights"][0]["type"] == f"{kind}\n"
+    assert beamctl.says("list").splitlines()[1].startswith(f"led0   {clean}  ")
+    assert beamctl.tells("show", "led0")["values"]["type"] == f"{kind}\n"
+    assert f"  GetLEDType                             {clean}\n" in beamctl.says("show", "led0")

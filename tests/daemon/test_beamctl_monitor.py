@@ -12,15 +12,17 @@ from typing import Any
 
 import pytest
 from beamd_testing import coverage
-from beamd_testing.beamctl import command, read_until, variables
+from beamd_testing.beamctl import SilentBus, command, read_until, strict_json, variables
 from beamd_testing.bus import BEAMD
+from beamd_testing.bus_client import BusClient
 from beamd_testing.daemon import complaints
 from beamd_testing.installation import install_dummies
 from beamd_testing.sandbox import child_of
-from beamd_testing.services import COMMON, Light, light_path
+from beamd_testing.services import Light
 from gi.repository import GLib
 
-NOT_RUNNING = {"event": "not-running"}
+NOT_RUNNING = {"event": "not-running", "owner": None}
+HOSTILE = "\033[31m\a\nIR \\ \"red\" a=b"
 
 
 class Monitor:
@@ -45,18 +47,19 @@ class Monitor:
         return line[10:].removesuffix("\n")
 
     def event(self) -> dict[str, Any]:
-        event = json.loads(self._next())
+        event = strict_json(self._next())
         assert re.fullmatch(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(\.\d+)?Z", event.pop("time"))
         return event
 
     def _next(self) -> str:
         return read_until(self._process.stdout.fileno(), "\n")
 
-    def started(self) -> None:
-        """Reads that the daemon runs."""
+    def started(self) -> str:
+        """Reads that the daemon runs: who it is."""
         event = self.event()
-        assert event.pop("owner").startswith(":1.")
-        assert event == {"event": "running"}
+        owner = event.pop("owner")
+        assert owner.startswith(":1.") and event == {"event": "running"}
+        return owner
 
     def end(self, number: signal.Signals = signal.SIGINT) -> tuple[int, str, str]:
         """Ends it: its status and what was left to read."""
@@ -87,23 +90,27 @@ def monitor(sandbox, bus) -> Iterator[Callable[..., Monitor]]:
         each.close()
 
 
-def switched(state: str, number: int, kind: str) -> list[dict[str, Any]]:
+def switched(sender: str, state: str, number: int, kind: str) -> list[dict[str, Any]]:
     return [
-        {"event": "LightStatusChanged", "values": {"state": state}},
-        {"event": "LightStatus", "values": {"id": number, "type": kind, "state": state}},
+        {"event": "LightStatusChanged", "sender": sender, "values": {"state": state}},
+        {"event": "LightStatus", "sender": sender, "values": {"id": number, "type": kind, "state": state}},
     ]
+
+
+def left(owner: str) -> dict[str, Any]:
+    return {"event": "not-running", "owner": owner}
 
 
 def test_each_event_comes_once_and_in_order(daemon, sandbox, bus, monitor) -> None:
     install_dummies(sandbox, {}, {"common": {"ledtype": "Weiß"}})
     daemon()
     watching = monitor("--json")
-    watching.started()
+    owner = watching.started()
     changes = [(number, state) for _ in range(10) for number in (0, 1) for state in (True, False)]
     for number, state in changes:
         Light(bus.client, number).switch(state)
     for number, state in changes:
-        wanted = switched("ON" if state else "OFF", number, ["IR", "Weiß"][number])
+        wanted = switched(owner, "ON" if state else "OFF", number, ["IR", "Weiß"][number])
         assert [watching.event(), watching.event()] == wanted
     assert watching.end() == (0, "", "")
 
@@ -126,51 +133,32 @@ def test_daemon_that_comes_and_goes(daemon, sandbox, bus, monitor) -> None:
     watching = monitor("--json")
     assert watching.event() == NOT_RUNNING
     running = daemon()
-    watching.started()
+    first = watching.started()
     Light(bus.client).switch(True)
-    assert [watching.event(), watching.event()] == switched("ON", 0, "IR")
+    assert [watching.event(), watching.event()] == switched(first, "ON", 0, "IR")
     running.kill()
-    assert watching.event() == NOT_RUNNING
+    assert watching.event() == left(first)
     daemon()
-    watching.started()
+    second = watching.started()
+    assert second != first
     Light(bus.client).switch(True)
-    assert [watching.event(), watching.event()] == switched("ON", 0, "IR")
+    assert [watching.event(), watching.event()] == switched(second, "ON", 0, "IR")
     assert watching.end(signal.SIGTERM) == (0, "", "")
-
-
-def test_changed_properties(bus, monitor) -> None:
-    watching = monitor("--json")
-    assert watching.event() == NOT_RUNNING
-    readable = monitor()
-    readable.line()
-    content = GLib.Variant("(sa{sv}as)", (COMMON, {"SyncDayNight": GLib.Variant("b", True)}, ["AutomaticIntensity"]))
-    bus.client.connection.emit_signal(
-        None, light_path(0), "org.freedesktop.DBus.Properties", "PropertiesChanged", content
-    )
-    assert watching.event() == {
-        "event": "PropertiesChanged",
-        "path": light_path(0),
-        "interface": COMMON,
-        "changed": {"SyncDayNight": True},
-        "invalidated": ["AutomaticIntensity"],
-    }
-    assert readable.line() == f"PropertiesChanged  {light_path(0)} SyncDayNight=true"
 
 
 def test_what_is_of_no_interest(bus, monitor) -> None:
     watching = monitor("--json")
     assert watching.event() == NOT_RUNNING
     values = GLib.Variant("(a{sv})", ({"state": GLib.Variant("s", "ON")},))
-    other = GLib.Variant("(sa{sv}as)", ("com.velk.TemperatureController", {}, []))
     for path, interface, member, content in [
         ("/com/velk/Event", "com.velk.Event", "MotionDetected", values),
         ("/com/velk/Event", "com.velk.Event", "LightStatus", GLib.Variant("(s)", ("ON",))),
         ("/com/velk/Other", "com.velk.Event", "LightStatus", values),
-        ("/", "org.freedesktop.DBus.Properties", "PropertiesChanged", other),
         ("/com/velk/Event", "com.velk.Event", "LightStatus", values),
     ]:
         bus.client.connection.emit_signal(None, path, interface, member, content)
-    assert watching.event() == {"event": "LightStatus", "values": {"state": "ON"}}
+    sender = bus.client.connection.get_unique_name()
+    assert watching.event() == {"event": "LightStatus", "sender": sender, "values": {"state": "ON"}}
     assert watching.end() == (0, "", "")
 
 
@@ -199,10 +187,41 @@ def test_reader_that_has_left(bus, sandbox, monitor) -> None:
     assert watching.wait() == (1, None, "beamctl: cannot write the output: Broken pipe\n")
 
 
-def test_name_that_another_program_owns_is_shown(bus, monitor) -> None:
+def test_name_that_other_programs_own(bus, monitor) -> None:
     watching = monitor("--json")
     assert watching.event() == NOT_RUNNING
-    bus.client.ask_bus("RequestName", "(su)", BEAMD, 0)
-    watching.started()
+    bus.client.ask_bus("RequestName", "(su)", BEAMD, 1)
+    first = watching.started()
+    assert first == bus.client.connection.get_unique_name()
+    other = BusClient(bus.address, BEAMD)
+    other.ask_bus("RequestName", "(su)", BEAMD, 2)
+    second = other.connection.get_unique_name()
+    assert [watching.event(), watching.started()] == [left(first), second]
+    other.close()
+    assert [watching.event(), watching.started()] == [left(second), first]
     bus.client.ask_bus("ReleaseName", "(s)", BEAMD)
+    assert watching.event() == left(first)
+
+
+def test_texts_that_are_not_for_a_terminal(bus, monitor) -> None:
+    watching, readable = monitor("--json"), monitor()
     assert watching.event() == NOT_RUNNING
+    readable.line()
+    told = {"type": HOSTILE, "a b": "", "long": "x" * 50_000, "odd": float("nan")}
+    values = {key: GLib.Variant("d" if key == "odd" else "s", value) for key, value in told.items()}
+    content = GLib.Variant("(a{sv})", (values,))
+    bus.client.connection.emit_signal(None, "/com/velk/Event", "com.velk.Event", "LightStatus", content)
+    assert watching.event()["values"] == told | {"odd": None}
+    odd = "\N{REPLACEMENT CHARACTER}"
+    shown = readable.line()
+    assert shown.startswith("LightStatus  ") and "\033" not in shown
+    assert f'type="{odd}[31m{odd}{odd}IR \\\\ \\"red\\" a=b"' in shown
+    assert '"a b"=""' in shown and f"long={'x' * 50_000}" in shown
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
+def test_is_interrupted_while_it_waits_for_the_bus(sandbox, monitor, number: signal.Signals) -> None:
+    with SilentBus(sandbox) as silent:
+        watching = monitor("--bus", silent.address)
+        silent.wait_for_hello()
+        assert watching.end(number) == (-number, "", "")

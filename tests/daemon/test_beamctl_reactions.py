@@ -6,14 +6,17 @@ from collections.abc import Callable, Iterable
 
 import pytest
 
+from beamd_testing import syslog as log
 from beamd_testing.backlight_board import BacklightBoard
-from beamd_testing.board_mistakes import CHANNELS, REGULATORS, TABLES
+from beamd_testing.board_mistakes import REGULATORS, TABLES
 from beamd_testing.bus_client import BusError
+from beamd_testing.device_mistakes import CHANNELS
 from beamd_testing.fisheye_board import FisheyeBoard
 from beamd_testing.installation import install_example
 from beamd_testing.led_board import LedBoard, demand_no_board
 from beamd_testing.light_mistakes import LIGHTS, PATHS
 from beamd_testing.log_lines import SETUP_FAILED
+from beamd_testing.main_mistakes import CAMERAS
 from beamd_testing.mcu_board import OneChannel, ThreeOutputs, TwoChannels
 from beamd_testing.mistake import HERE, Mistake, Tree, name_of
 from beamd_testing.pwm_board import PwmBoard
@@ -25,7 +28,7 @@ BOARDS = {
     each.EXAMPLE: each
     for each in (OneChannel, TwoChannels, ThreeOutputs, PwmBoard, BacklightBoard, FisheyeBoard, SysfsBoard)
 }
-MISTAKES = [each for each in [*LIGHTS, *PATHS, *TABLES, *REGULATORS, *CHANNELS] if each.example in BOARDS]
+MISTAKES = [each for each in [*CAMERAS, *LIGHTS, *PATHS, *TABLES, *REGULATORS, *CHANNELS] if each.example in BOARDS]
 
 DARK_AT_ONCE = {"missing-key", "range-flat", "table-empty", "value-range", "value-type"}
 
@@ -52,9 +55,13 @@ def on_its_board(mistakes: Iterable[Mistake]) -> Callable:
     return pytest.mark.parametrize("board_type, mistake", cases)
 
 
-def the(rule: str, names: str, example: str) -> Mistake:
-    (found,) = [each for each in MISTAKES if (each.rule, each.names, each.example) == (rule, names, example)]
-    return found
+def the(rule: str, names: str, example: str, file: str | None = None) -> Mistake:
+    """The first such mistake."""
+    return next(
+        each
+        for each in MISTAKES
+        if (each.rule, each.names, each.example) == (rule, names, example) and file in (each.file, None)
+    )
 
 
 @pytest.fixture
@@ -104,6 +111,15 @@ def test_dark_beyond_the_table(spoilt, board, mistake):
 
 
 class TestRefused:
+    @on_its_board([the("value-range", "intensityHIGH", "LED1I2C")])
+    def test_range_of_nothing(self, spoilt, board, mistake):
+        spoilt.call("SetPower", "(d)", board.PLENTY)
+        spoilt.switch(True)
+        assert board.take() == ["50"]
+        with pytest.raises(BusError, match="Invalid Intensity"):
+            spoilt.call("SetIntensity", "(i)", 1)
+        spoilt.call("SetIntensity", "(i)", 0)
+
     @on_its_board([the("power-unheard", "usepowerrequest", "LED1I2C")])
     def test_power_unheard(self, spoilt, mistake):
         with pytest.raises(BusError, match="Wrong poe"):
@@ -126,9 +142,39 @@ class TestDropped:
     def test_duplicate_key(self, spoilt, mistake):
         assert spoilt.call("GetIntensity") == 60
 
+    @on_its_board([the("value-range", "NbrOfLeds", "LED1I2C")])
+    def test_count_of_nothing(self, daemon, example, bus, mistake):
+        install(example.sandbox, mistake)
+        daemon()
+        assert Controller(bus.client).count() == 0
+
+    @on_its_board([the("leds-count", "leds", "LED2I2C")])
+    def test_surplus_led(self, spoilt, board, mistake):
+        assert spoilt.call("GetNumberOfLEDs") == 3
+        spoilt.call("SetPower", "(d)", board.PLENTY)
+        spoilt.switch(True)
+        assert board.take() == board.lit()
+
+    @on_its_board([the("zoom-incomplete", "angleofillumination", "LED2I2C")])
+    def test_zoom_incomplete(self, spoilt, mistake):
+        with pytest.raises(BusError, match="not supported"):
+            spoilt.call("ChangeAngleOfIllumination", "(i)", 50)
+
+    @on_its_board([the("intensities-count", "intensities", "LED2I2C")])
+    def test_intensities_count(self, spoilt, mistake):
+        assert spoilt.call("GetIndividualLEDIntensities", "(s)", "manual") == [100, 100]
+
+    @on_its_board([the("value-type", "intensities", "LED2I2C")])
+    def test_lenient_list(self, spoilt, mistake):
+        assert spoilt.call("GetIndividualLEDIntensities", "(s)", "manual") == [100, 100]
+
+    @on_its_board([the("sensor-gap", "temp_sensor_id3", "LED2I2C")])
+    def test_sensor_behind_a_gap(self, spoilt, temperature_service, mistake):
+        assert temperature_service.calls("GetTemperatureIdFromName") == [("IlluminationBoard",)]
+
     def test_light_out_of_range(self, daemon, sandbox, bus):
         install_example(sandbox, "Dummy")
-        (mistake,) = [each for each in LIGHTS if (each.rule, each.example) == ("light-out-of-range", "Dummy")]
+        (mistake,) = [each for each in CAMERAS if (each.rule, each.example) == ("light-out-of-range", "Dummy")]
         install(sandbox, mistake)
         daemon()
         assert Controller(bus.client).count() == 1
@@ -138,6 +184,37 @@ class TestMisread:
     @on_its_board([the("trailing-text", "intensity", "LED1I2C")])
     def test_text_behind_a_number(self, spoilt, mistake):
         assert spoilt.call("GetIntensity") == 50
+
+    @on_its_board([the("outside-own-range", "manualintensity", "LED1I2C")])
+    def test_manual_intensity_of_any_size(self, spoilt, mistake):
+        assert spoilt.get("ManualSetIntensity") == 101
+        spoilt.set("ManualSetIntensity", 300)
+        assert spoilt.get("ManualSetIntensity") == 300
+
+    @on_its_board([the("table-order", "50", "LED2I2C")])
+    def test_rows_out_of_order(self, spoilt, board, mistake):
+        self.demand_levels(spoilt, board, 100, (60, 60))
+
+    @on_its_board([the("first-group", "info", "LED2I2C")])
+    def test_first_row_is_passed_over(self, spoilt, board, mistake):
+        self.demand_levels(spoilt, board, 0, (60, 60))
+
+    @staticmethod
+    def demand_levels(lamp: Light, board: TwoChannels, angle: int, levels: tuple[int, int]) -> None:
+        lamp.call("SetPower", "(d)", board.PLENTY)
+        lamp.switch(True)
+        board.forget()
+        lamp.call("ChangeAngleOfIllumination", "(i)", angle)
+        assert board.take() == board.contents(levels)
+
+
+@on_its_board([the("sensor-count", "temp_sensor_id2", "LED1I2C")])
+def test_two_sensors_are_one_too_many(lit, board, mistake, syslog):
+    """Neither is read, so that nothing can tell of a board that gets hot."""
+    install(board.sandbox, mistake)
+    board.configure("dimming.conf", sample_time=1)
+    lit()
+    syslog.wait_for((log.ERR, "Could not read invalid temperature sensor"))
 
 
 @pytest.mark.parametrize("board_type", [TwoChannels])

@@ -129,6 +129,18 @@ def examples() -> list[tuple[list[str], list[str]]]:
     return [(commands.strip().splitlines(), answers.splitlines()) for commands, answers in found]
 
 
+def test_what_the_daemon_calls_is_that_of_the_sources() -> None:
+    section = REFERENCE.read_text().split("\n## What beamd calls\n")[1].split("\n## ")[0]
+    rows = re.findall(r"^\|.*", section.replace("\\|", "|"), re.MULTILINE)
+    told = [name for row in rows for name in re.findall("`([^`]+)`", row)]
+    folders = [REPOSITORY / "src" / folder for folder in ("daemon", "led", "drivers")]
+    sources = "".join(path.read_text() for folder in folders for path in sorted(folder.rglob("*.*")))
+    types = {"d": "G_VARIANT_TYPE_DOUBLE", "i": "G_VARIANT_TYPE_INT32"}
+    assert [name for name in told if types.get(name, f'"{name}"') not in sources] == []
+    names = set(re.findall(r'"((?:com\.|/com/)velk[./](?:PowerControl|PTZ|Temperature)[\w./]*)"', sources))
+    assert len(names) == 8 and names <= set(told)
+
+
 def fence_after(text: str) -> str:
     return REFERENCE.read_text().split(text)[1].split("```\n")[1]
 

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import re
 import shutil
 import stat
 import subprocess
@@ -46,11 +47,33 @@ def test_the_executable_loads_the_platform_library(image: Path) -> None:
     assert f"libbeamd-platform.so.0 => {library}" in loaded
 
 
-def test_the_platform_library_can_be_built_against(image: Path) -> None:
+def test_the_platforms_headers_are_installed(image: Path) -> None:
     headers = sorted(path.name for path in (image / "include/beamd-platform").iterdir())
     assert headers == ["bootblock.h", "command_source.h", "event_producer.h", "kvreader.h", "status_cache.h"]
+
+
+USER_OF_THE_LIBRARY = """\
+#include <kvreader.h>
+int main() { return kvreader_opencfg("/dev/null") ? 0 : 1; }
+"""
+
+
+def test_the_platform_library_can_be_built_against(image: Path, tmp_path: Path) -> None:
     [description] = image.rglob("beamd-platform.pc")
-    assert "-lbeamd-platform" in description.read_text()
+    where = {"PKG_CONFIG_PATH": str(description.parent), "PKG_CONFIG_SYSROOT_DIR": str(image.parent)}
+    asked = ["pkg-config", "--cflags", "--libs", "beamd-platform"]
+    options = subprocess.check_output(asked, env=os.environ | where, text=True).split()
+    assert "-lbeamd-platform" in options
+    (tmp_path / "user.cpp").write_text(USER_OF_THE_LIBRARY)
+    # A library that was built with sanitizers leaves theirs to the executable.
+    output_of("c++", tmp_path / "user.cpp", "-o", tmp_path / "user", *options, "-Wl,--allow-shlib-undefined")
+    assert "libbeamd-platform.so.0" in output_of("objdump", "-p", tmp_path / "user")
+
+
+def test_the_package_has_the_version_of_what_is_in_it() -> None:
+    told = re.search(r"^  version: '(.*)',$", (REPOSITORY / "meson.build").read_text(), re.MULTILINE)
+    packaged = re.match(r"beamd \((.*)\) ", (REPOSITORY / "debian/changelog").read_text())
+    assert told and packaged and told[1] == packaged[1]
 
 
 def test_the_bus_policy_is_installed_with_its_user_filled_in(image: Path) -> None:

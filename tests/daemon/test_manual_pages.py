@@ -45,6 +45,14 @@ def test_every_option_of_the_daemon_is_described(sandbox) -> None:
     assert sorted(described) == sorted(options)
 
 
+def test_log_lines_are_those_of_the_sources() -> None:
+    section = (REPOSITORY / "data/man/beamd.8").read_text().split("\n.SH LOG\n")[1].split("\n.SH ")[0]
+    lines = re.findall(r"^\.T[PQ]\n\.B (.*?)(?: N| \.\.\.)?$", section, re.MULTILINE)
+    sources = "".join(path.read_text() for path in (REPOSITORY / "src").rglob("*.cpp") if "beamctl" not in path.parts)
+    assert len(lines) == 7
+    assert [line for line in lines if f'"{line}' not in sources] == []
+
+
 def test_the_configuration_page_is_what_the_script_makes() -> None:
     page = (REPOSITORY / "data/man/beamd.conf.5").read_text()
     assert page == subprocess.check_output(REPOSITORY / "scripts/configuration-manual", text=True)

@@ -118,7 +118,7 @@ void ConfigurationTree::write(const CameraFiles &files) const {
 
 std::string ConfigurationTree::findings() const {
   std::string text;
-  for (const check::Finding &finding : check::check_tree(root_)) {
+  for (const check::Finding &finding : check::check_tree(root_).all) {
     text += finding.file + (finding.line > 0 ? ":" + std::to_string(finding.line) : "") + " ";
     text += std::string{name_of(finding.severity)} + " ";
     text += std::string{name_of(finding.rule)} + " ";

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "beamctl/bus_failure.h"
+#include "beamctl/command_line.h"
 #include "daemon/bus_names.h"
 #include "led/light_error.h"
 
@@ -68,7 +69,8 @@ TEST(CallFailure, TellsErrorsOfTheBusApart) {
       {"UnknownMethod", kExitRefused, "not-offered"},
       {"UnknownInterface", kExitRefused, "not-offered"},
       {"UnknownProperty", kExitRefused, "not-offered"},
-      {"UnknownObject", kExitRefused, "not-offered"},
+      {"UnknownObject", kExitNotFound, "no-such-light"},
+      {"Disconnected", kExitUnreachable, "bus-unreachable"},
       {"InvalidArgs", kExitRefused, "not-offered"},
       {"Failed", kExitRefused, "refused"},
   };
@@ -81,12 +83,56 @@ TEST(CallFailure, TellsErrorsOfTheBusApart) {
   EXPECT_EQ(told(reply("com.example.Odd")), Told(kExitRefused, "refused", "its words"));
 }
 
+TEST(CallFailure, KnowsALightThatHasGone) {
+  const char *unknown_method = "org.freedesktop.DBus.Error.UnknownMethod";
+  const char *words = "Object does not exist at path “" BEAMD_LIGHT_PATH_PREFIX "3”";
+  EXPECT_EQ(told(reply(unknown_method, words)),
+            Told(kExitNotFound, "no-such-light", "there is no light \"led3\" any more"));
+  EXPECT_EQ(reply(unknown_method, words, BEAMD_CONTROLLER_PATH).code(), "not-offered");
+}
+
+TEST(CallFailure, TakesNoErrorOfTheBusForOneOfThisSide) {
+  for (const int code : {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_CLOSED, G_IO_ERROR_CANCELLED}) {
+    const std::string name =
+        "org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code" + std::to_string(code);
+    EXPECT_EQ(told(reply(name.c_str())), Told(kExitRefused, "refused", "its words")) << name;
+  }
+}
+
 TEST(CallFailure, TellsWhatHappenedOnThisSide) {
   EXPECT_EQ(told(local(G_IO_ERROR, G_IO_ERROR_TIMED_OUT)),
             Told(kExitUnreachable, "no-answer", "beamd does not answer"));
   EXPECT_EQ(told(local(G_IO_ERROR, G_IO_ERROR_CLOSED)),
             Told(kExitUnreachable, "bus-unreachable", "the bus cannot be reached: its words"));
   EXPECT_EQ(told(local(G_IO_ERROR, G_IO_ERROR_INVALID_ARGUMENT)), Told(kExitRefused, "refused", "its words"));
+}
+
+int fail_inside(const Invocation &) { throw std::runtime_error("broken"); }
+
+constexpr Command kBroken[] = {{"broken", "", "", "", 0, 0, {}, fail_inside}};
+
+std::string printed_by(const std::vector<std::string> &words, int status) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(run_and_report(words, kBroken), status);
+  const std::string complaint = testing::internal::GetCapturedStderr();
+  return testing::internal::GetCapturedStdout() + complaint;
+}
+
+TEST(RunAndReport, TellsOfAFaultOfItsOwn) {
+  const std::string advice = "please report it, with the command line and what \"beamctl --version\" prints";
+  EXPECT_EQ(printed_by({"broken"}, kExitRefused), "beamctl: beamctl has a fault: broken\n" + advice + "\n");
+  const std::string document = printed_by({"broken", "--json"}, kExitRefused);
+  EXPECT_TRUE(document.starts_with(R"({"error":{"code":"internal","message":"beamctl has a fault: broken",)"))
+      << document;
+}
+
+TEST(AsksForJson, UnderstandsTheCommandLineAsItIsUnderstood) {
+  EXPECT_TRUE(asks_for_json({"list", "--json"}, kBroken));
+  EXPECT_TRUE(asks_for_json({"--bus", "here", "--json"}, kBroken));
+  EXPECT_FALSE(asks_for_json({"--bus", "--json"}, kBroken));
+  EXPECT_FALSE(asks_for_json({"--", "--json"}, kBroken));
+  EXPECT_FALSE(asks_for_json({"--json=yes"}, kBroken));
 }
 
 TEST(Report, IsOneDocumentOrTwoLines) {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "beamctl/failure.h"
-#include "beamctl/light_properties.h"
+#include "beamctl/light_values.h"
 
 namespace {
 
@@ -46,15 +46,13 @@ TEST(ParseValue, TakesWhatTheTypeCanHold) {
   for (const char *text : {"false", "no", "off", "0"})
     EXPECT_FALSE(g_variant_get_boolean(parsed("b", text).get())) << text;
   EXPECT_EQ(g_variant_get_int32(parsed("i", "-7").get()), -7);
-  EXPECT_EQ(g_variant_get_double(parsed("d", "1.5").get()), 1.5);
-  EXPECT_STREQ(g_variant_get_string(parsed("s", "'text'").get(), nullptr), "text");
 }
 
 TEST(ParseValue, RefusesAnythingElse) {
   EXPECT_EQ(failure_of("b", "True"), kExitUsage);
   EXPECT_EQ(failure_of("b", ""), kExitUsage);
   EXPECT_EQ(failure_of("i", "true"), kExitUsage);
-  EXPECT_EQ(failure_of("d", "wide"), kExitUsage);
+  EXPECT_EQ(failure_of("d", "1.5"), kExitUsage);
   EXPECT_EQ(failure_of("no type", "1"), kExitUsage);
 }
 

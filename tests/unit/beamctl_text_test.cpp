@@ -11,6 +11,7 @@ TEST(Printable, KeepsTextAndReplacesTheRest) {
   EXPECT_EQ(printable("Weiß 白 é"), "Weiß 白 é");
   EXPECT_EQ(printable(""), "");
   EXPECT_EQ(printable("a\033[31mb"), "a\uFFFD[31mb");
+  EXPECT_EQ(printable("a\u2028b\u2029c\u202Ed"), "a\uFFFDb\uFFFDc\uFFFDd");
   EXPECT_EQ(printable("a\nb\tc\x7f"), "a\uFFFDb\uFFFDc\uFFFD");
   EXPECT_EQ(printable("\xff\xfe"), "\uFFFD\uFFFD");
   EXPECT_EQ(printable(std::string_view{"a\0b", 3}), "a\uFFFDb");

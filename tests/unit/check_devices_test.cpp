@@ -29,6 +29,8 @@ const std::vector<Mistake> kMistakes = known({
     {"MoreSensorsThanLeds", "LEDCAMBLOCKI2C", kDimming, "temp_sensor_id2=Board2\n",
      "temp_sensor_id2=Board2\ntemp_sensor_id3=Board3\n", "warning sensor-count unused", "id3"},
     {"NegativeGain", "LED2I2C", kDimming, "k_p=0.1", "k_p=-0.1", "error gain-sign unregulated"},
+    {"SensorTwice", "LED2I2C", kDimming, kSensor, kSensor + "temp_sensor_id2=Board\n",
+     "warning key-without-effect unused", "id2"},
     {"NoGains", "LED2I2C", kDimming, "k_p=0.1\nk_i=0.001", "k_p=0\nk_i=0", "error gains-zero dark", "k_p"},
     {"NoGainsAtAll", "LED2I2C", kDimming, "k_p=0.1\nk_i=0.001\n", "", "error gains-zero dark", "[regulator]"},
     {"RegulatorNotSwitchedOn", "LEDBL", kDimming, "enabled=true\n", "", "warning regulator-idle unregulated",
@@ -65,6 +67,27 @@ TEST(CheckedRegulators, FollowTheFirstLight) {
   files[kMain] = "[LED]\nNbrOfLeds=2\n[LED.L0]\nType=Dummy\n[LED.L1]\nType=LEDSYSFS\n";
   tree.write(files);
   EXPECT_EQ(tree.findings(), "/etc/beamd/beamd.conf:4 error regulator-idle unregulated\n");
+}
+
+TEST(CheckedRegulators, ThatAreOffMayHaveAnyGain) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("LEDBL");
+  files[kDimming] = "[regulator]\nenabled=false\ntemp_sensor_id=Board\nk_p=-1\n";
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), kDimming + ":4 warning gain-sign unused\n");
+}
+
+TEST(CheckedCamblocks, OfBothTypesMayShareAFile) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("LED2CAMBLOCKI2C");
+  files[kMain] = "[LED]\nNbrOfLeds=2\n[LED.L0]\nType=LED2CAMBLOCKI2C\n[LED.L1]\nType=LEDCAMBLOCKI2C\n";
+  files["/etc/beamd/led1.conf"] = files["/etc/beamd/led0.conf"];
+  files["/usr/share/beamd/led1.conf"] = files["/usr/share/beamd/led0.conf"];
+  files[kCamblock] +=
+      "[led0]\nenable_disable_reg=1\npower_reg=2\n[led1]\nenable_disable_reg=3\npower_reg=4\n";
+  files[kDimming] = "";
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), "");
 }
 
 TEST(CheckedRegulators, NeedNoSensors) {

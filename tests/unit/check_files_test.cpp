@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "beamctl/check/check.h"
 #include "support/configuration_tree.h"
 
 namespace {
@@ -80,6 +81,37 @@ TEST_F(CheckedFiles, ThatNobodyReadsAreWarnedAbout) {
     tree_.write(file, "");
     EXPECT_EQ(found(), "") << file;
   }
+}
+
+TEST_F(CheckedFiles, ThatNeedNotBeThereAreMissedWhenTheyAreMisspelt) {
+  fill("LEDSYSFS");
+  std::filesystem::rename(tree_.path(kDimming), tree_.path("/etc/beamd/dimmming.conf"));
+  EXPECT_EQ(found(), kDimming + " error file-missing unregulated\n");
+}
+
+TEST_F(CheckedFiles, OfLightsMayBeMisspelt) {
+  for (const char *name : {"/etc/beamd/led_0.conf", "/etc/beamd/led00.conf"}) {
+    fill("Dummy");
+    std::filesystem::rename(tree_.path(kState), tree_.path(name));
+    const auto findings = check::check_tree(tree_.root()).all;
+    ASSERT_EQ(findings.size(), 1U) << name;
+    EXPECT_NE(findings[0].message.find(name), std::string::npos) << findings[0].message;
+    remove(name);
+  }
+}
+
+TEST_F(CheckedFiles, ThatNobodyReadsAreMeantToBeWhatIsNotThere) {
+  fill("Dummy");
+  const auto finding = [this](const char *file) {
+    tree_.write(file, "");
+    const auto findings = check::check_tree(tree_.root()).all;
+    remove(file);
+    return findings.size() == 1 ? findings[0] : check::Finding{};
+  };
+  EXPECT_EQ(finding("/etc/beamd/pwm2.conf").suggestion, "pwm.conf");
+  EXPECT_EQ(finding("/etc/beamd/illumination2.conf").suggestion, "") << "that one is there";
+  EXPECT_EQ(finding("/usr/share/beamd/dimming.conf").suggestion, "") << "its own name";
+  EXPECT_NE(finding("/usr/share/beamd/dimming.conf").message.find("/etc/beamd"), std::string::npos);
 }
 
 TEST_F(CheckedFiles, OfNoKindThatCanBeReadAreNoDanger) {

@@ -20,7 +20,7 @@ const std::vector<Mistake> kMistakes = known({
     {"IntensityAboveHigh", "Dummy", kState, "intensity=50", "intensity=150",
      "error outside-own-range misread"},
     {"ManualIntensityAboveHigh", "Dummy", kState, kEnable,
-     kEnable + "automaticintensity=true\nmanualintensity=101\n", "error outside-own-range misread",
+     kEnable + "automaticintensity=true\nmanualintensity=101\n", "warning outside-own-range misread",
      "manualint"},
     {"EntryAboveHigh", "Dummy", kState, kEnable,
      kEnable + "individualintensitysupport=true\nintensities=50;500;\n", "warning outside-own-range unused",
@@ -36,6 +36,9 @@ const std::vector<Mistake> kMistakes = known({
      kZoom + "angleofilluminationLOW=0\nangleofilluminationHIGH=9\n", "error zoom-incomplete dropped",
      "angleofilluminationLOW"},
     {"AngleOfABacklight", "LEDBL", kState, "intensity=50\n",
+     "intensity=50\n[zoom]\nangleofillumination=5\nangleofilluminationLOW=0\nangleofilluminationHIGH=90\n",
+     "error zoom-unsupported dropped", "angleofillumination="},
+    {"AngleOfOneChannel", "LED1I2C", kState, "intensity=50\n",
      "intensity=50\n[zoom]\nangleofillumination=5\nangleofilluminationLOW=0\nangleofilluminationHIGH=90\n",
      "error zoom-unsupported dropped", "angleofillumination="},
     {"OneIntensityTooFew", "Dummy", kState, kEnable,
@@ -62,7 +65,7 @@ const std::vector<Mistake> kMistakes = known({
      "nbrofinterfaces=2\n[zoom]\nangleofillumination=5\nangleofilluminationLOW=0\nangleofilluminationHIGH="
      "90\n"
      "[common]",
-     "error interface-missing dropped\n/etc/beamd/led0.conf:8 warning duplicate-group unused", "nbrof"},
+     "warning interface-missing dropped\n/etc/beamd/led0.conf:8 warning duplicate-group unused", "nbrof"},
     {"TypeThatTheUnitDoesNotKnow", "LED2UART", kState, "ledtype=IR", "ledtype=White",
      "error unknown-ledtype dark"},
     {"NumberOfAnotherKind", "LEDSYSFS", kDefaults, "led%d", "led%s", "error basepath-format undetected"},
@@ -71,8 +74,9 @@ const std::vector<Mistake> kMistakes = known({
     {"NumberOfAFolder", "LED2I2C", kDefaults, "/sys/board", "/sys/board%d",
      "error basepath-format refuses-to-start"},
     {"NoNumber", "LEDSYSFS", kDefaults, "led%d", "led", "error basepath-without-number misread"},
-    {"RelativePath", "LED2I2C", kDefaults, "/sys/board", "sys/board",
-     "error basepath-relative refuses-to-start"},
+    {"EndlessPath", "LED1PWM", kDefaults, "/sys/board", "/" + std::string(5000, 'x'),
+     "error basepath-format dark"},
+    {"RelativePath", "LED2I2C", kDefaults, "/sys/board", "sys/board", "error basepath-relative misread"},
 });
 
 class CheckLight : public MistakeTest {};
@@ -92,8 +96,10 @@ TEST(CheckedLights, DoNotShareABoard) {
   ConfigurationTree tree;
   tree.write(two_lights("/sys/a", "/sys/b"));
   EXPECT_EQ(tree.findings(), "");
-  tree.write(two_lights("/sys/a", "/sys/a"));
-  EXPECT_EQ(tree.findings(), "/usr/share/beamd/led1.conf:2 error basepath-shared misread\n");
+  for (const char *same : {"/sys/a", "/sys/a/", "/sys//a", "//sys/./a"}) {
+    tree.write(two_lights("/sys/a", same));
+    EXPECT_EQ(tree.findings(), "/usr/share/beamd/led1.conf:2 error basepath-shared misread\n") << same;
+  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // Groups and keys: unknown, repeated, missing ones.
 
+#include <glib.h>
+
 #include "beamctl/check/check.h"
 #include "support/configuration_tree.h"
 
@@ -33,6 +35,8 @@ const std::vector<Mistake> kMistakes = known({
      "error unknown-key dropped", "angle"},
     {"SensorNumberOne", "LED2I2C", kDimming,
      "temp_sensor_id=", "temp_sensor_id1=", "error unknown-key dropped"},
+    {"SensorNumberWithoutEnd", "LED2I2C", kDimming, "k_d=0\n",
+     "k_d=0\ntemp_sensor_id99999999999999999999999=Lens\n", "error unknown-key dropped", "9999"},
     {"MisspeltBasepath", "LED2I2C", kDefaults, "basepath", "base_path", "error unknown-key dropped"},
     {"MisspeltRegister", "LEDCAMBLOCKI2C", kCamblock, "power_reg=4", "power_rag=4",
      "error unknown-key dropped"},
@@ -113,9 +117,36 @@ TEST(CheckedKeys, LongOnesAreCutInMessages) {
   CameraFiles files = valid_configuration("Dummy");
   files[kState] += std::string(1000000, 'x');
   tree.write(files);
-  const auto findings = check::check_tree(tree.root());
+  const auto findings = check::check_tree(tree.root()).all;
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_LT(findings[0].message.size(), 300U);
+}
+
+TEST(CheckedKeys, LongOnesAreCutBetweenLetters) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("Dummy");
+  std::string letters;
+  for (int letter = 0; letter < 100; ++letter)
+    letters += "\u20ac";
+  for (const char *shift : {"", "x", "xx"}) {
+    tree.write(kState, files[kState] + shift + letters + "=1\n");
+    const auto findings = check::check_tree(tree.root()).all;
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_TRUE(g_utf8_validate(findings[0].message.c_str(), -1, nullptr)) << findings[0].message;
+  }
+}
+
+TEST(CheckedKeys, ThatAreTooManyToTellAreMentioned) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("Dummy");
+  tree.write(files);
+  EXPECT_FALSE(check::check_tree(tree.root()).is_truncated);
+  for (int key = 0; key < 10001; ++key)
+    files[kState] += "x" + std::to_string(key) + "=1\n";
+  tree.write(files);
+  const check::Findings findings = check::check_tree(tree.root());
+  EXPECT_EQ(findings.all.size(), 10000U);
+  EXPECT_TRUE(findings.is_truncated);
 }
 
 TEST(CheckedKeys, WhatAMisspeltGroupHoldsIsNotJudged) {

@@ -24,6 +24,11 @@ const std::vector<Mistake> kMistakes = known({
      "[led9]\nenable_disable_reg=8\npower_reg=9\n[i2c_info]", "error first-group misread", "[led9]"},
     {"AngleInWords", "LED2I2C", kTable, "[100]", "[100deg]", "error table-number misread"},
     {"IntensityInWords", "LED2I2C", kTable, "100=90", "full=90", "error table-number misread"},
+    {"EndlessAngle", "LEDSYSFS", kTable, "[100]", "[99999999999]", "error table-number misread"},
+    {"EndlessIntensity", "LED2I2C", kTable, "100=90;90;\n[", "4294967396=90;90;\n[",
+     "error table-number misread"},
+    {"CellTwice", "Tarsil", kTable, "0=0;0;\n50=5", "0=0;0;\n0=1;1;\n50=5", "error duplicate-key dropped",
+     "0=1;1;"},
     {"FirstAngle", "LED2I2C", kTable, "[0]", "[10]", "error table-first-angle misread"},
     {"LastAngle", "LED2I2C", kTable, "[100]", "[90]", "error table-last-angle misread"},
     {"LoneRow", "Dummy", kTable, kRow100, "", "error table-last-angle misread", "[0]"},
@@ -40,11 +45,11 @@ const std::vector<Mistake> kMistakes = known({
     {"OneLevelTooMany", "LEDSYSFS", kTable, "100=90;90;", "100=90;90;90;",
      "error levels-count refuses-to-start"},
     {"CellOfOneLevel", "Tarsil", kTable, "50=4;4;", "50=4;", "error levels-count dark"},
-    {"ThreeChannels", "LED2I2C", kTable, "leds=2", "leds=3", "error leds-count dropped"},
+    {"ThreeChannels", "LED2I2C", kTable, "leds=2", "leds=3", "error leds-count dark"},
     {"LedsAndListsDisagree", "Dummy", kTable, "leds=2", "leds=3", "error leds-count dark"},
     {"TwoForOneChannel", "LED1I2C", kTable, "leds=1\n[0]\n0=0;\n100=90;\n[100]\n0=0;\n100=90;\n",
      "leds=2\n" + kRow0 + kRow100, "warning leds-count unused", "leds=2"},
-    {"MoreThanCamblockNames", "LEDCAMBLOCKI2C", kTable, "leds=2", "leds=3", "error leds-count dropped"},
+    {"MoreThanCamblockNames", "LEDCAMBLOCKI2C", kTable, "leds=2", "leds=3", "error leds-count dark"},
     {"TooManyPoints", "Dummy", kTable, "100=90;90;\n[100]", "100=90;90;\n" + many_points(65536) + "[100]",
      "error table-too-large refuses-to-start", "-"},
     {"HighBeyondTheTable", "LED2I2C", kTable, "100=90;90;", "99=90;90;", "error intensity-beyond-table dark",
@@ -75,6 +80,89 @@ TEST(CheckedTables, VariantsAreReadByTheTypesThatHaveThem) {
   EXPECT_EQ(tree.findings(), "/etc/beamd/led0.conf:6 error intensity-beyond-table misread\n");
 }
 
+/// A camera of a light each of the Types of @p first and @p second, with the shared files of @p first.
+CameraFiles two_types(const std::string &first, const std::string &second) {
+  CameraFiles files = valid_configuration(second);
+  for (const char *own : {"/etc/beamd/led", "/usr/share/beamd/led"})
+    files[std::string{own} + "1.conf"] = files[std::string{own} + "0.conf"];
+  for (const auto &[file, text] : valid_configuration(first))
+    files[file] = text;
+  std::string &defaults = files["/usr/share/beamd/led1.conf"];
+  defaults.replace(defaults.find("/board"), 6, "/other");
+  files["/etc/beamd/beamd.conf"] =
+      "[LED]\nNbrOfLeds=2\n[LED.L0]\nType=" + first + "\n[LED.L1]\nType=" + second + "\n";
+  return files;
+}
+
+TEST(CheckedTables, AVariantIsEnoughForTheLens) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("Tarsil");
+  files[kTable + ".wide"] = files[kTable];
+  files.erase(kTable);
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), "");
+}
+
+TEST(CheckedTables, AVariantIsNotEnoughForEachBoard) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("LEDFISHEYEI2C");
+  for (const std::string &file : {kTable, std::string{"/etc/beamd/dimming.conf"}}) {
+    files[file + ".X1"] = files[file];
+    files.erase(file);
+  }
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), "/etc/beamd/dimming.conf warning file-missing undetected\n" + kTable +
+                                 " warning file-missing undetected\n");
+}
+
+TEST(CheckedTables, WithoutVariantsBelongToTheTypesThatHaveNone) {
+  ConfigurationTree tree;
+  CameraFiles files = two_types("LED1I2C", "Tarsil");
+  files[kTable + ".wide"] = valid_configuration("Tarsil")[kTable];
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), "");
+}
+
+TEST(CheckedTables, VariantsAreThoseOfTheTypeOfTheirForm) {
+  ConfigurationTree tree;
+  CameraFiles files = two_types("LEDSYSFS", "Tarsil");
+  files[kTable + ".wide"] = valid_configuration("Tarsil")[kTable];
+  files[kTable + ".X1"] = files[kTable];
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), "");
+}
+
+TEST(CheckedTables, ThatAreSharedMayHaveMoreLedsThanOneChannel) {
+  ConfigurationTree tree;
+  tree.write(two_types("LED2I2C", "LED1I2C"));
+  EXPECT_EQ(tree.findings(), "/etc/beamd/dimming.conf:1 warning regulator-idle unregulated\n");
+}
+
+TEST(CheckedTables, CopiesAndNotesAreNoVariants) {
+  for (const char *name : {".rpmsave", ".rpmnew", ".ucf-dist", ".bak1", ".X1.save"}) {
+    ConfigurationTree tree;
+    CameraFiles files = valid_configuration("LEDSYSFS");
+    files[kTable + name] = "anything";
+    tree.write(files);
+    EXPECT_EQ(tree.findings(), "") << name;
+  }
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("LEDSYSFS");
+  files[kTable + ".README"] = "Tables of boards.\n";
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), kTable + ".README:1 warning does-not-parse unused\n");
+  tree.write(kTable + ".README", "[info]\nleds 2\n");
+  EXPECT_EQ(tree.findings(), kTable + ".README:2 error does-not-parse undetected\n");
+}
+
+TEST(CheckedTables, AnglesMayHaveBlanksAroundThem) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("LED2I2C");
+  files[kTable].replace(files[kTable].find("[100]"), 5, "[ 100 ]");
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), "");
+}
+
 TEST(CheckedTables, PointsOnALineAreAllUsed) {
   ConfigurationTree tree;
   CameraFiles files = valid_configuration("LEDSYSFS");
@@ -91,7 +179,7 @@ TEST(CheckedTables, AWrongNumberOfLedsIsHeldAgainstNothingElse) {
   EXPECT_EQ(tree.findings(), "");
   files[kTable].replace(files[kTable].find("leds=2"), 6, "leds=3");
   tree.write(files);
-  EXPECT_EQ(tree.findings(), "/etc/beamd/illumination.conf:2 error leds-count dropped\n");
+  EXPECT_EQ(tree.findings(), "/etc/beamd/illumination.conf:2 error leds-count dark\n");
 }
 
 TEST(CheckedTables, AGridNeedsARow) {

@@ -1,5 +1,6 @@
 // Values: their types and ranges.
 
+#include "beamctl/check/check.h"
 #include "support/configuration_tree.h"
 
 namespace {
@@ -53,7 +54,20 @@ const std::string kBeyond = "error value-range misread";
 
 const std::vector<Mistake> kRanges = known({
     {"NegativeLow", "Dummy", kState, "intensityLOW=0", "intensityLOW=-5", kBeyond},
-    {"NoHigh", "Dummy", kState, "intensityHIGH=100", "intensityHIGH=0", "error value-range dark"},
+    {"NoHigh", "Dummy", kState, "intensityHIGH=100", "intensityHIGH=0", "error value-range refused"},
+    {"NoHighForBrightness", "LEDBL", kState, "intensityHIGH=100", "intensityHIGH=0",
+     "error value-range dark"},
+    {"AngleBeyondTheTable", "Dummy", kState, "intensity=50\n",
+     "intensity=50\n[zoom]\nangleofillumination=5\nangleofilluminationLOW=0\nangleofilluminationHIGH=120\n",
+     "warning value-range misread", "angleofilluminationHIGH"},
+    {"GainOfFisheyeWithoutEnd", "LEDFISHEYEI2C", kDimming, "k_p=0.1", "k_p=-inf",
+     "error value-range unregulated"},
+    {"NoTemperatureForFisheye", "LEDFISHEYEI2C", kDimming, "ref_temp=60", "ref_temp=nan",
+     "error value-range refuses-to-start"},
+    {"NoTimeForARegulatorThatIsOff", "LEDBL", kDimming, "enabled=true\nsample_time=5",
+     "enabled=false\nsample_time=0", "warning value-range unused", "sample_time"},
+    {"NoTimeWithoutSensors", "LED2I2C", kDimming, "sample_time=5\ntemp_sensor_id=Board\n", "sample_time=0\n",
+     "warning value-range unused"},
     {"NoInterfaces", "Dummy", kState, "nbrofinterfaces=3", "nbrofinterfaces=0", kBeyond},
     {"FourInterfaces", "Dummy", kState, "nbrofinterfaces=3", "nbrofinterfaces=4", kBeyond},
     {"LongRampdown", "Dummy", kState, "enable=true\n", "enable=true\nrampdown_time=30000000\n", kBeyond,
@@ -65,6 +79,8 @@ const std::vector<Mistake> kRanges = known({
     {"NotANumberOfWatts", "Dummy", kState, "enable=true\n", "enable=true\nrequired_total_power=nan\n",
      "error value-range refused", "required"},
     {"FactorOfNothing", "LED2I2C", kState, "enable=true\n", "enable=true\npowerusagefactor=0\n",
+     "error value-range misread", "powerusage"},
+    {"FactorOfNothingForSysfs", "LEDSYSFS", kState, "enable=true\n", "enable=true\npowerusagefactor=0\n",
      "error value-range dark", "powerusage"},
     {"BrightnessAboveAll", "LED1PWM", kState, "max_brightness_level=100", "max_brightness_level=255",
      "error value-range dark"},
@@ -105,6 +121,49 @@ TEST(CheckedValues, MayBeWrittenInSeveralWays) {
       "intensity = 50\nindividualintensitysupport=true\nintensities=50\n";
   tree.write(files);
   EXPECT_EQ(tree.findings(), "");
+}
+
+TEST(CheckedValues, NamesOfSensorsMayLookLikeComments) {
+  for (const char *name : {"LED Board #2", "Board # 2", "Board ; left"}) {
+    ConfigurationTree tree;
+    CameraFiles files = valid_configuration("LED2I2C");
+    files[kDimming].replace(files[kDimming].find("=Board"), 6, std::string{"="} + name);
+    tree.write(files);
+    EXPECT_EQ(tree.findings(), "");
+  }
+}
+
+TEST(CheckedValues, TextsMayHaveSignsOfCommentsInWords) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration("LED2I2C");
+  files[kDefaults] = "[common]\nbasepath=/sys/board #2\n";
+  tree.write(files);
+  EXPECT_EQ(tree.findings(), "");
+}
+
+/// What the checker says to the first finding of a light of @p type whose @p file says @p wrong, not @p
+/// right.
+std::string reaction(const char *type, const std::string &file, const std::string &right,
+                     const std::string &wrong) {
+  ConfigurationTree tree;
+  CameraFiles files = valid_configuration(type);
+  files[file].replace(files[file].find(right), right.size(), wrong);
+  tree.write(files);
+  const auto findings = check::check_tree(tree.root()).all;
+  return findings.empty() ? "" : findings[0].reaction;
+}
+
+TEST(CheckedReactions, TellWhatIsDark) {
+  EXPECT_EQ(reaction("LED2I2C", kTable, "leds=2", "leds=1"), "the others stay dark");
+  EXPECT_EQ(reaction("LED2I2C", kTable, "leds=2", "leds=3"),
+            "clients are told of 3 LEDs; those beyond the first 2 are never lit");
+  EXPECT_EQ(reaction("LED1PWM", kState, "max_brightness_level=100", "max_brightness_level=255"),
+            "the light is dark where it comes to more than 100; with 0 or less, always");
+  EXPECT_EQ(reaction("LED1PWM", kState, "max_brightness_level=100\n", ""),
+            "a full scale of 255 is used: a light of Type LED1PWM is dark where that comes to more than 100");
+  EXPECT_EQ(reaction("Tarsil", kTable, "50=4;4;\n", ""), "places of the table are left over, and stay dark");
+  EXPECT_EQ(reaction("Dummy", "/etc/beamd/beamd.conf", "NbrOfLeds=1", "NbrOfLeds=0"),
+            "beamd counts 0 lights, and offers none");
 }
 
 TEST(CheckedValues, TheBacklightsDefaultBrightnessMayBeWrittenOut) {

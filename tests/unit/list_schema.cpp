@@ -1,4 +1,5 @@
-// Prints each key that the check knows: its file, group, name, kind and the types of light that use it.
+// Prints each key that the check knows: its file, group, name, kind and the types of light that use it. With
+// an argument: each rule, after "rule", and each reason, after "reason".
 
 #include <cstdio>
 #include <string>
@@ -25,9 +26,16 @@ std::string_view kind_of(check::ValueType type) {
   return "";
 }
 
-}  // namespace
+void list_names() {
+  using enum check::Reason;
+  for (const check::RuleName &rule : check::rule_names())
+    std::puts(("rule\t" + std::string{rule.name}).c_str());
+  for (const check::Reason reason :
+       {kUnused, kDropped, kMisread, kUnregulated, kRefused, kDark, kUndetected, kRefusesToStart})
+    std::puts(("reason\t" + std::string{check::name_of(reason)}).c_str());
+}
 
-int main() {
+void list_keys() {
   for (const check::KeySchema &row : check::schema()) {
     std::string line{check::file_pattern(row.file)};
     for (const std::string_view cell : {row.group, row.key, kind_of(row.type)})
@@ -38,4 +46,13 @@ int main() {
     }
     std::puts(line.c_str());
   }
+}
+
+}  // namespace
+
+int main(int arguments, char **) {
+  if (arguments > 1)
+    list_names();
+  else
+    list_keys();
 }

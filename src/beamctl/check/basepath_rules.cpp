@@ -1,6 +1,7 @@
 // Where a light finds its hardware.
 
-#include <algorithm>
+#include <climits>
+#include <map>
 
 #include "beamctl/check/rules.h"
 #include "drivers/led_path.h"
@@ -19,6 +20,16 @@ bool looks_like_a_format(std::string_view path) {
         std::string_view{"diu0123456789"}.find(path[sign + 1]) != std::string_view::npos)
       return true;
   return false;
+}
+
+// A file of the board follows in it.
+bool is_too_long(const std::string &path) { return path.size() >= PATH_MAX; }
+
+/// @p path without what makes no difference.
+std::string shortest(const std::string &path) {
+  g_autofree gchar *whole = g_canonicalize_filename(path.c_str(), "/");
+  const std::string shorter = whole;
+  return shorter.starts_with("//") ? shorter.substr(1) : shorter;
 }
 
 void check_format(CheckedFile &defaults, const std::string &path, const TableSummary &table) {
@@ -49,11 +60,16 @@ void check_basepath(LightFiles &files, const TableSummary &table) {
     return;
   if (!path->starts_with('/'))
     defaults.report_at(kGroup, kKey,
-                       {Severity::kError, Rule::kBasepathRelative, files.light.type->without_basepath,
+                       {Severity::kError, Rule::kBasepathRelative, Reason::kMisread,
                         "\"basepath\" is " + quoted(*path) + ", which does not begin with \"/\"",
                         "it is looked for from wherever beamd was started"});
   if (files.light.type->basepath == Basepath::kPerLed)
     check_format(defaults, *path, table);
+  else if (is_too_long(*path))
+    defaults.report_at(
+        kGroup, kKey,
+        {Severity::kError, Rule::kBasepathFormat, files.light.type->without_basepath,
+         "\"basepath\" has " + std::to_string(path->size()) + " bytes, more than a path can have"});
   else if (looks_like_a_format(*path))
     defaults.report_at(kGroup, kKey,
                        {Severity::kError, Rule::kBasepathFormat, files.light.type->without_basepath,
@@ -71,7 +87,7 @@ void check_shared_basepaths(const std::vector<LightFiles> &lights) {
     const auto path = files.defaults->text(kGroup, kKey);
     if (!path)
       continue;
-    const auto [owner, is_new] = owners.try_emplace(*path, files.light.number);
+    const auto [owner, is_new] = owners.try_emplace(shortest(*path), files.light.number);
     if (!is_new)
       files.defaults->report_at(
           kGroup, kKey,

@@ -11,7 +11,9 @@ namespace check {
 
 namespace {
 
-constexpr std::array<std::string_view, 7> kCopies = {".tmp", ".bak", ".orig", ".rej", ".swp", ".old", ".new"};
+constexpr std::array<std::string_view, 7> kCopies = {".tmp", ".orig", ".rej", ".swp",
+                                                     ".old", ".new",  ".save"};
+constexpr std::array<std::string_view, 4> kCopyMarks = {".dpkg-", ".rpm", ".ucf-", ".bak"};
 
 constexpr std::size_t kMostOfReason = 160;
 
@@ -19,7 +21,10 @@ bool is_copy(std::string_view name) {
   for (const std::string_view copy : kCopies)
     if (name.ends_with(copy))
       return true;
-  return name.ends_with('~') || name.find(".dpkg-") != std::string_view::npos;
+  for (const std::string_view mark : kCopyMarks)
+    if (name.find(mark) != std::string_view::npos)
+      return true;
+  return name.ends_with('~');
 }
 
 /// A file beside @p path whose name is nearly the same.
@@ -29,7 +34,8 @@ std::optional<std::string> near_file(const Camera &camera, const std::string &pa
   std::vector<std::string_view> candidates;
   for (const std::string &name : names)
     if (const std::string other = (whole.parent_path() / name).string();
-        other != path && name.ends_with(".conf") && !name.starts_with("led") && !camera.files.contains(other))
+        other != path && name.ends_with(".conf") && light_number(name).empty() &&
+        !camera.files.contains(other))
       candidates.push_back(name);
   const std::string_view name = near_name(whole.filename().string(), candidates);
   return !name.empty() ? std::optional{(whole.parent_path() / name).string()} : std::nullopt;
@@ -37,13 +43,20 @@ std::optional<std::string> near_file(const Camera &camera, const std::string &pa
 
 void report_missing(Camera &camera, const std::string &path, const FileNeed &need) {
   std::string message = "there is no such file";
-  if (const auto target = camera.tree.link_target(path))
+  bool is_meant = false;  // as much as can be told
+  if (const auto target = camera.tree.link_target(path)) {
     message += ": it is a link to " + *target + ", which the tree does not have";
-  else if (const auto near = near_file(camera, path)) {
+    is_meant = true;
+  } else if (const auto near = near_file(camera, path)) {
     message += "; \"" + *near + "\" has nearly its name";
     camera.files.insert(*near);
+    is_meant = true;
   }
-  camera.report.add(path, 0, {need.severity, Rule::kFileMissing, need.reason, message});
+  if (need.presence == Presence::kOptional && !is_meant)
+    return;
+  const bool is_harmless = need.presence == Presence::kExpected && !is_meant;
+  camera.report.add(
+      path, 0, {is_harmless ? Severity::kWarning : need.severity, Rule::kFileMissing, need.reason, message});
 }
 
 int line_at(std::string_view text, std::size_t offset) {
@@ -54,12 +67,21 @@ int line_at(std::string_view text, std::size_t offset) {
 
 }  // namespace
 
+std::string light_number(const std::string &name) {
+  constexpr std::string_view kBegin = "led";
+  constexpr std::string_view kEnd = ".conf";
+  if (!name.starts_with(kBegin) || !name.ends_with(kEnd) || name.size() <= kBegin.size() + kEnd.size())
+    return "";
+  const std::string number = name.substr(kBegin.size(), name.size() - kBegin.size() - kEnd.size());
+  const bool is_padded = number.size() > 1 && number.starts_with('0');
+  return number.find_first_not_of("0123456789") == std::string::npos && !is_padded ? number : "";
+}
+
 std::optional<FileText> read_text(Camera &camera, const std::string &path, const FileNeed &need) {
   camera.files.insert(path);
   FileText file = camera.tree.read(path);
   if (!file.exists) {
-    if (!need.is_optional)
-      report_missing(camera, path, need);
+    report_missing(camera, path, need);
     return std::nullopt;
   }
   if (!file.text) {
@@ -82,12 +104,15 @@ std::optional<KeyFile> read_key_file(Camera &camera, const std::string &path, co
     return std::nullopt;
   SyntaxProblem problem;
   auto keys = KeyFile::parse(*file->text, &problem);
-  if (!keys)
-    camera.report.add(path, problem.line,
-                      {need.severity, Rule::kDoesNotParse, need.reason,
-                       "it is no key file: " + cut(problem.reason, kMostOfReason),
-                       "beamd takes nothing of the file: " + std::string{reaction_to(need.reason)}});
-  return keys;
+  if (keys)
+    return keys;
+  const bool is_meant = file->text->find(need.telltale) != std::string::npos;
+  const Reason reason = is_meant ? need.reason : Reason::kUnused;
+  camera.report.add(path, problem.line,
+                    {is_meant ? need.severity : Severity::kWarning, Rule::kDoesNotParse, reason,
+                     "it is no key file: " + cut(problem.reason, kMostOfReason),
+                     "beamd takes nothing of the file: " + std::string{reaction_to(reason)}});
+  return std::nullopt;
 }
 
 std::vector<std::string> variants_of(const Camera &camera, const std::string &path) {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "beamctl/check/finding.h"
@@ -28,11 +29,20 @@ struct Camera {
   std::set<std::string> files = {};  ///< those that have a reader, or stand for one that is missing
 };
 
+/// Whether a file has to be there.
+enum class Presence {
+  kRequired,
+  kExpected,  ///< a warning when it is missing
+  kOptional,  ///< nothing when it is missing, unless a file of nearly its name is there
+};
+
 /// What a file is to a light.
 struct FileNeed {
   Severity severity = Severity::kError;
-  Reason reason{};           ///< what follows when it cannot be read
-  bool is_optional = false;  ///< it need not be there
+  Reason reason{};  ///< what follows when it cannot be read
+  Presence presence = Presence::kRequired;
+  /// A text without which nobody knows whether it is a file for beamd at all: then it is only warned about.
+  std::string_view telltale = {};
 };
 
 /// Reads the file at @p path of the camera. None, with findings, when it cannot be read.
@@ -59,6 +69,9 @@ std::vector<const LightType *> types_of(const Camera &camera, Condition conditio
       types.push_back(&type);
   return types;
 }
+
+/// The number in "led<N>.conf" as beamd writes it; empty in other names.
+std::string light_number(const std::string &name);
 
 /// The variants of the file at @p path that the tree has, by name: "." and a name behind it. Copies that
 /// editors and package managers leave are none.

@@ -81,7 +81,7 @@ TypeSet readers_of(const Camera &camera, FileKind kind) {
   return readers;
 }
 
-std::vector<Finding> check_tree(const std::string &root) {
+Findings check_tree(const std::string &root) {
   const Tree tree{root};
   Report report;
   Camera camera{tree, report};

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "beamctl/check/finding.h"
 
@@ -9,6 +8,6 @@ namespace check {
 
 /// What there is to say about beamd's configuration in the tree at @p root, an existing folder that holds the
 /// file system of a camera or as much of it as concerns beamd.
-std::vector<Finding> check_tree(const std::string &root);
+Findings check_tree(const std::string &root);
 
 }  // namespace check

@@ -23,9 +23,11 @@ std::vector<std::string_view> group_names(FileKind kind) {
   return names;
 }
 
-bool is_free_group(FileKind kind, const LightType &type) {
+/// Whether a group of any name is of use to one of @p readers.
+bool has_free_groups(FileKind kind, TypeSet readers) {
+  const TypeSet led_group_readers = find_key(FileKind::kCamblock, kLedGroup, "power_reg")->used_by;
   return kind == FileKind::kIllumination ||
-         (kind == FileKind::kCamblock && type.name == led_type::kLedCamblockI2c);
+         (kind == FileKind::kCamblock && (readers & led_group_readers) != 0);
 }
 
 }  // namespace
@@ -63,7 +65,7 @@ bool CheckedFile::is_known_group(const std::string &group) const {
   const auto &names = group_names_;
   if (std::find(names.begin(), names.end(), group) != names.end())
     return true;
-  if (!is_free_group(kind_, type_))
+  if (!has_free_groups(kind_, readers_))
     return false;
   return &keys_.groups().front() != keys_.group(group) || keys_.group(names.front()) != nullptr ||
          near_name(group, names).empty();
@@ -74,6 +76,11 @@ std::string CheckedFile::schema_group(const std::string &group) const {
   if (std::find(names.begin(), names.end(), group) != names.end())
     return group;
   return kind_ == FileKind::kCamblock ? std::string{kLedGroup} : "";
+}
+
+bool CheckedFile::is_used_key(const std::string &group, const std::string &key) const {
+  const KeySchema *row = find_key(kind_, schema_group(group), key);
+  return row != nullptr && (row->used_by & set_of(type_)) != 0;
 }
 
 bool CheckedFile::is_known_key(const std::string &group, const std::string &key) const {
@@ -103,7 +110,7 @@ void CheckedFile::check_repetitions() {
 }
 
 void CheckedFile::report_repeated_group(const KeyFile::Repetition &repetition, bool loses_keys) {
-  const bool merges_rows = is_free_group(kind_, type_);
+  const bool merges_rows = has_free_groups(kind_, readers_);
   const Reason reason = merges_rows ? Reason::kMisread : loses_keys ? Reason::kDropped : Reason::kUnused;
   report_line(repetition.line, {reason == Reason::kUnused ? Severity::kWarning : Severity::kError,
                                 Rule::kDuplicateGroup, reason,
@@ -126,17 +133,23 @@ void CheckedFile::check_unknown_keys(const KeyFile::Group &group) {
   if (schema_group(group.name).empty())
     return;
   std::set<std::string_view> seen;
-  for (const KeyFile::Key &key : group.keys)
-    if (!report_.is_full(path_, Rule::kUnknownKey) && seen.insert(key.name).second &&
-        !is_known_key(group.name, key.name))
-      report_unknown_key(group.name, key.name, key.line);
+  for (const KeyFile::Key &key : group.keys) {
+    if (!seen.insert(key.name).second || is_known_key(group.name, key.name))
+      continue;
+    if (report_.is_full(path_, Rule::kUnknownKey)) {
+      report_.truncate();
+      return;
+    }
+    report_unknown_key(group.name, key.name, key.line);
+  }
 }
 
 std::string CheckedFile::meant_key(const std::string &group, const std::string &key) const {
-  constexpr std::string_view kSensor = "temp_sensor_id";
-  if (kind_ == FileKind::kDimming && key.starts_with(kSensor) && key.size() > kSensor.size() &&
-      key.find_first_not_of("0123456789", kSensor.size()) == std::string::npos)
-    return sensor_key(std::strtoul(key.c_str() + kSensor.size(), nullptr, 10));
+  if (kind_ == FileKind::kDimming && key.starts_with(kSensorKey) && key.size() > kSensorKey.size() &&
+      key.find_first_not_of("0123456789", kSensorKey.size()) == std::string::npos) {
+    const std::string sensor = sensor_key(std::strtoul(key.c_str() + kSensorKey.size(), nullptr, 10));
+    return find_key(kind_, group, sensor) != nullptr ? sensor : "";
+  }
   std::vector<std::string_view> names;
   for (const std::string_view name : key_names(kind_, schema_group(group)))
     if (is_known_key(group, std::string{name}))

@@ -25,6 +25,7 @@ class CheckedFile {
   const std::string &path() const { return path_; }
   const KeyFile &keys() const { return keys_; }
   const LightType &type() const { return type_; }
+  TypeSet readers() const { return readers_; }
 
   /// Whether groups of one name stand in it, which are one to the daemon.
   bool has_merged_groups() const;
@@ -34,6 +35,12 @@ class CheckedFile {
 
   /// Whether the key is there, or one that was meant to be it.
   bool is_meant(const std::string &group, const std::string &key) const;
+
+  /// Whether the Type has a use for the key.
+  bool is_used_key(const std::string &group, const std::string &key) const;
+
+  /// In dimming.conf: whether the temperature has no influence on the light.
+  bool is_regulator_idle() const;
 
   /// The value; none when it is missing or something was said about it.
   std::optional<gint> integer(const std::string &group, const std::string &key) const;
@@ -65,6 +72,13 @@ class CheckedFile {
   void check_required();
   void check_required_keys(const KeyFile::Group &group);
   void check_values();
+  struct Consequence {
+    Severity severity;
+    Reason reason;
+    std::string_view reaction;
+  };
+  /// What follows from a value that is out of range.
+  Consequence consequence_beyond(const KeySchema &row, double value) const;
   void check_range(const std::string &group, const std::string &key, const KeySchema &row);
   void report_type(const std::string &group, const std::string &key, const KeySchema &row);
   Reason reason_without(const KeySchema &row) const;

@@ -17,12 +17,31 @@ struct Range {
 };
 
 constexpr double kFullBrightness = 100;
+constexpr double kLastAngle = 100;
+constexpr std::string_view kRegulator = "regulator";
+
+/// Whether the key is an angle that is looked up in a table that ends at 100.
+bool is_angle_of_table(const KeySchema &row, const LightType &type) {
+  return type.table == TableForm::kAngles && row.type == ValueType::kInteger &&
+         (row.group == "zoom" || row.key == "manualangleofillumination");
+}
+
+/// Whether the daemon does not start with @p value.
+bool keeps_from_starting(const KeySchema &row, const LightType &type, double value) {
+  if (row.file == FileKind::kPwm)
+    return value == 0;
+  const bool has_to_be_above_0 = row.key == "sample_time" || row.key == "ref_temp";
+  const bool is_above_0 = value > 0;  // which no number at all is, either
+  return type.without_gain == Reason::kRefusesToStart && has_to_be_above_0 && !is_above_0;
+}
 
 Range range_of(const KeySchema &row, const LightType &type) {
   if (row.key == "leds")
     return {type.name == led_type::kDummy ? 0.0 : 1.0, row.most};
   if (row.key == "max_brightness_level" && type.name == led_type::kLed1Pwm)
     return {row.least, kFullBrightness};
+  if (is_angle_of_table(row, type))
+    return {0, kLastAngle};
   return {row.least, row.most};
 }
 
@@ -132,7 +151,8 @@ void CheckedFile::report_type(const std::string &group, const std::string &key, 
 
 void CheckedFile::check_value(const std::string &group, const std::string &key, const KeySchema &row) {
   const bool is_used = (row.used_by & set_of(type_)) != 0;
-  if (!is_used && kind_ == FileKind::kState && row.unreadable != Reason::kRefusesToStart)
+  if (!is_used && (kind_ == FileKind::kCamblock ||
+                   (kind_ == FileKind::kState && row.unreadable != Reason::kRefusesToStart)))
     return;
   switch (judge_value(keys_, group, key, row.type)) {
     case ValueVerdict::kWrongType:
@@ -171,17 +191,36 @@ void CheckedFile::check_range(const std::string &group, const std::string &key, 
   const Range range = range_of(row, type_);
   if ((value >= range.least && value <= range.most) || is_default_brightness(row, type_, value))
     return;
-  const bool is_strict = row.beyond == Reason::kUnregulated && type_.without_gain == Reason::kRefusesToStart;
-  Reason reason = is_strict && value < 1 ? Reason::kRefusesToStart : row.beyond;
-  if (row.key == "leds")
-    reason = type_.without_leds;
-  if (kind_ == FileKind::kPwm && value == 0)
-    reason = Reason::kRefusesToStart;
+  const Consequence consequence = consequence_beyond(row, value);
   spoil(group, key);
   report_at(group, key,
-            {Severity::kError, Rule::kValueRange, reason,
+            {consequence.severity, Rule::kValueRange, consequence.reason,
              quoted(key) + " is " + quoted(keys_.raw(group, key)) + ", which is not " + range_text(range),
-             std::string{row.beyond_reaction}, suggested_number(row, value)});
+             std::string{consequence.reaction}, suggested_number(row, value)});
+}
+
+CheckedFile::Consequence CheckedFile::consequence_beyond(const KeySchema &row, double value) const {
+  if (is_angle_of_table(row, type_))
+    return {Severity::kWarning, Reason::kMisread,
+            "beyond the table, angles give what its first or last row does"};
+  if (row.group == kRegulator && is_regulator_idle())
+    return {Severity::kWarning, Reason::kUnused, "no regulator runs that would use it"};
+  if (row.key == "leds")
+    return {Severity::kError, type_.without_leds, row.beyond_reaction};
+  if (row.key == "intensityHIGH" && type_.uses_brightness)
+    return {Severity::kError, Reason::kDark, ""};
+  if (keeps_from_starting(row, type_, value))
+    return {Severity::kError, Reason::kRefusesToStart, ""};
+  return {Severity::kError, row.beyond, row.beyond_reaction};
+}
+
+bool CheckedFile::is_regulator_idle() const {
+  const std::string group{kRegulator};
+  if (type_.without_gain == Reason::kRefusesToStart)
+    return false;
+  const bool is_off =
+      type_.heeds_enabled && (!is_meant(group, "enabled") || keys_.boolean(group, "enabled") == false);
+  return is_off || !is_meant(group, sensor_key(1));
 }
 
 bool CheckedFile::is_judged(const std::string &group, const std::string &key) const {

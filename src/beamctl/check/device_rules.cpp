@@ -24,7 +24,8 @@ void check_registers(CheckedFile &file) {
       continue;
     for (const KeyFile::Key &key : group.keys)
       if (const auto number = file.integer(group.name, key.name);
-          number && key.name.ends_with("_reg") && key.line == file.keys().line_of(group.name, key.name))
+          number && file.is_used_key(group.name, key.name) && key.name.ends_with("_reg") &&
+          key.line == file.keys().line_of(group.name, key.name))
         registers.push_back({key.line, key.name, *number & kLowByte});
   }
   std::sort(registers.begin(), registers.end(),
@@ -37,18 +38,6 @@ void check_registers(CheckedFile &file) {
                                   quoted(one.key) + " is register " + std::to_string(one.number) +
                                       ", which stands on line " + std::to_string(owner->second) + " already",
                                   "both write the same register"});
-}
-
-bool check_first_group(CheckedFile &file) {
-  const auto &groups = file.keys().groups();
-  if (groups.empty() || groups.front().name == kInfo)
-    return true;
-  if (file.keys().group(kInfo) == nullptr)
-    return false;
-  file.report_line(groups.front().line, {Severity::kError, Rule::kFirstGroup, Reason::kMisread,
-                                         header(groups.front().name) + " stands ahead of [i2c_info]",
-                                         "the first group is passed over, and [i2c_info] taken for an LED"});
-  return false;
 }
 
 }  // namespace
@@ -64,7 +53,8 @@ std::optional<gint> check_camblock(Camera &camera, const LightType &type) {
                    camera.report};
   file.check();
   check_registers(file);
-  if (type.name != led_type::kLedCamblockI2c || !check_first_group(file) || file.keys().groups().empty())
+  if (type.name != led_type::kLedCamblockI2c ||
+      !check_first_group(file, kInfo, "the first group is passed over, and [i2c_info] taken for an LED"))
     return std::nullopt;
   return file.has_merged_groups() ? std::nullopt
                                   : std::optional{static_cast<gint>(file.keys().groups().size()) - 1};

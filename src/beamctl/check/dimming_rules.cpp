@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 
 #include "beamctl/check/rules.h"
 
@@ -10,7 +11,6 @@ namespace check {
 namespace {
 
 constexpr const char *kGroup = "regulator";
-constexpr std::string_view kSensorKey = "temp_sensor_id";
 
 class Regulator {
  public:
@@ -26,6 +26,7 @@ class Regulator {
     while (file_.is_meant(kGroup, sensor_key(sensors_ + 1)))
       ++sensors_;
     check_gap();
+    check_same_sensors();
     check_sensor_count();
     check_effect();
     check_signs();
@@ -62,6 +63,21 @@ class Regulator {
                                    quoted(key.name) + " stands without " + quoted(before),
                                    "sensors are counted up to the first that is missing"});
       return;
+    }
+  }
+
+  void check_same_sensors() {
+    std::map<std::string, std::string> keys;
+    for (std::size_t number = 1; number <= sensors_; ++number) {
+      const std::string key = sensor_key(number);
+      const auto sensor = file_.text(kGroup, key);
+      if (!sensor)
+        continue;
+      if (const auto [first, is_new] = keys.try_emplace(*sensor, key); !is_new)
+        file_.report_at(kGroup, key,
+                        {Severity::kWarning, Rule::kKeyWithoutEffect, Reason::kUnused,
+                         quoted(key) + " is " + quoted(*sensor) + " like " + quoted(first->second),
+                         "the same temperature counts twice, which changes nothing"});
     }
   }
 
@@ -107,12 +123,15 @@ class Regulator {
   }
 
   void check_signs() {
+    const bool is_idle = file_.is_regulator_idle();
     for (const char *key : {"k_p", "k_i", "k_d"})
       if (const auto gain = file_.number(kGroup, key); gain && *gain < 0)
         file_.report_at(kGroup, key,
-                        {Severity::kError, Rule::kGainSign, Reason::kUnregulated,
+                        {is_idle ? Severity::kWarning : Severity::kError, Rule::kGainSign,
+                         is_idle ? Reason::kUnused : Reason::kUnregulated,
                          quoted(key) + " is below 0: " + quoted(file_.keys().raw(kGroup, key)),
-                         "the hotter the board, the more the light gives"});
+                         is_idle ? "no regulator runs that would use it"
+                                 : "the hotter the board, the more the light gives"});
   }
 
   void check_running() {
@@ -166,13 +185,17 @@ bool check_dimming_file(Camera &camera, const std::string &path, const LightType
 
 bool check_dimming(Camera &camera, const LightType &type, std::optional<gint> camblock_leds) {
   const std::string path = file_path(FileKind::kDimming);
-  const bool is_optional = type.without_dimming == Reason::kUnregulated;
+  const std::vector<std::string> variants =
+      type.dimming_variants ? variants_of(camera, path) : std::vector<std::string>{};
+  const Presence presence = type.without_dimming == Reason::kUnregulated ? Presence::kOptional
+                            : variants.empty()                           ? Presence::kRequired
+                                                                         : Presence::kExpected;
   bool is_running = check_dimming_file(camera, path, type, camblock_leds,
-                                       {Severity::kError, type.without_dimming, is_optional});
-  if (type.dimming_variants)
-    for (const std::string &variant : variants_of(camera, path))
-      is_running |=
-          check_dimming_file(camera, variant, type, camblock_leds, {Severity::kError, type.without_dimming});
+                                       {Severity::kError, type.without_dimming, presence});
+  for (const std::string &variant : variants)
+    is_running |=
+        check_dimming_file(camera, variant, type, camblock_leds,
+                           {Severity::kError, type.without_dimming, Presence::kRequired, "[regulator]"});
   return is_running;
 }
 

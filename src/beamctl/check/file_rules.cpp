@@ -1,6 +1,7 @@
 // Files that nobody reads.
 
 #include <algorithm>
+#include <iterator>
 
 #include "beamctl/check/near_name.h"
 #include "beamctl/check/rules.h"
@@ -9,17 +10,8 @@ namespace check {
 
 namespace {
 
-constexpr std::string_view kLightFile = "led";
 constexpr std::string_view kEnding = ".conf";
-
-/// The number in "led<N>.conf"; empty in other names.
-std::string light_number(const std::string &name) {
-  if (!name.starts_with(kLightFile) || !name.ends_with(kEnding) ||
-      name.size() <= kLightFile.size() + kEnding.size())
-    return "";
-  const std::string number = name.substr(kLightFile.size(), name.size() - kLightFile.size() - kEnding.size());
-  return number.find_first_not_of("0123456789") == std::string::npos ? number : "";
-}
+constexpr const char *kSharedFolder = "/etc/beamd";
 
 class UnusedFiles {
  public:
@@ -33,7 +25,7 @@ class UnusedFiles {
   }
 
   void check() {
-    for (const char *folder : {"/etc/beamd", "/usr/share/beamd"})
+    for (const char *folder : {kSharedFolder, "/usr/share/beamd"})
       for (const std::string &name : camera_.tree.list(folder))
         if (const std::string path = std::string{folder} + "/" + name; !camera_.files.contains(path))
           check_file(path, name);
@@ -50,8 +42,22 @@ class UnusedFiles {
       if (!camera_.has_lost_lights)
         report(path, "there is no light " + number, "");
     } else if (name.ends_with(kEnding)) {
-      report(path, "beamd reads no file of this name", std::string{near_name(name, known_names())});
+      report_unknown(path, name);
     }
+  }
+
+  void report_unknown(const std::string &path, const std::string &name) {
+    const std::vector<std::string_view> names = known_names();
+    const bool is_misplaced = std::find(names.begin(), names.end(), name) != names.end();
+    std::vector<std::string_view> absent;
+    const std::vector<std::string> present = camera_.tree.list(kSharedFolder);
+    std::copy_if(names.begin(), names.end(), std::back_inserter(absent), [&](std::string_view known) {
+      return std::find(present.begin(), present.end(), known) == present.end();
+    });
+    if (is_misplaced)
+      report(path, std::string{"beamd does not look for it here: it belongs into "} + kSharedFolder, "");
+    else
+      report(path, "beamd reads no file of this name", std::string{near_name(name, absent)});
   }
 
   static std::vector<std::string_view> known_names() {

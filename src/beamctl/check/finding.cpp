@@ -10,6 +10,9 @@ namespace {
 
 constexpr std::size_t kMostQuoted = 60;
 constexpr int kMostAlike = 10000;
+constexpr std::size_t kLongestLetter = 4;  // in bytes of UTF-8
+
+bool is_within_letter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
 constexpr RuleName kRuleNames[] = {
     {Rule::kFileMissing, "file-missing"},
@@ -90,7 +93,12 @@ bool is_same_finding(const Finding &left, const Finding &right) { return place_o
 }  // namespace
 
 std::string cut(std::string_view text, std::size_t most) {
-  return text.size() <= most ? std::string{text} : std::string{text.substr(0, most)} + "...";
+  if (text.size() <= most)
+    return std::string{text};
+  std::size_t end = most;
+  while (end > 0 && most - end < kLongestLetter && is_within_letter(text[end]))
+    --end;
+  return std::string{text.substr(0, end)} + "...";
 }
 
 std::string quoted(std::string_view text) { return "\"" + cut(text, kMostQuoted) + "\""; }
@@ -161,8 +169,10 @@ bool Report::is_full(const std::string &file, Rule rule) const {
 }
 
 void Report::add(const std::string &file, int line, Finding finding) {
-  if (is_full(file, finding.rule))
+  if (is_full(file, finding.rule)) {
+    truncate();
     return;
+  }
   ++counts_[{file, finding.rule}];
   finding.file = file;
   finding.line = line;
@@ -173,11 +183,11 @@ void Report::add(const std::string &file, int line, Finding finding) {
   findings_.push_back(std::move(finding));
 }
 
-std::vector<Finding> Report::take() {
+Findings Report::take() {
   std::sort(findings_.begin(), findings_.end(), comes_before);
   findings_.erase(std::unique(findings_.begin(), findings_.end(), is_same_finding), findings_.end());
   counts_.clear();
-  return std::exchange(findings_, {});
+  return {std::exchange(findings_, {}), std::exchange(is_truncated_, false)};
 }
 
 }  // namespace check

@@ -96,7 +96,7 @@ struct Finding {
   int line = 0;                 ///< from 1; 0 when it is about the whole file
 };
 
-/// @p text as far as @p most bytes: what stands in a file may have any length.
+/// @p text as far as about @p most bytes, of whole letters: what stands in a file may have any length.
 std::string cut(std::string_view text, std::size_t most);
 
 /// @p text, cut, in quotation marks.
@@ -122,6 +122,12 @@ std::string_view name_of(Severity severity);
 /// What the daemon does, unless there is more to say.
 std::string_view reaction_to(Reason reason);
 
+/// What there is to say about a tree.
+struct Findings {
+  std::vector<Finding> all = {};
+  bool is_truncated = false;  ///< there are more: of one rule in one file only so many are kept
+};
+
 /// Collects findings.
 class Report {
  public:
@@ -132,13 +138,17 @@ class Report {
   /// Whether no more findings of @p rule in @p file are taken.
   bool is_full(const std::string &file, Rule rule) const;
 
+  /// Tells that there may be more findings than were added.
+  void truncate() { is_truncated_ = true; }
+
   /// The findings by file, line and rule. What several lights come to alike is one finding, the worst of
   /// them.
-  std::vector<Finding> take();
+  Findings take();
 
  private:
   std::vector<Finding> findings_;
   std::map<std::pair<std::string, Rule>, int> counts_;
+  bool is_truncated_ = false;
 };
 
 }  // namespace check

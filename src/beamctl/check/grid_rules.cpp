@@ -1,7 +1,6 @@
 // Tables in equal steps of angle and intensity.
 
 #include <algorithm>
-#include <limits>
 #include <map>
 
 #include "beamctl/check/rules.h"
@@ -14,10 +13,17 @@ namespace {
 
 constexpr const char *kInfo = "info";
 
+/// Whether a key of @p group is given twice.
+bool has_repetition(const KeyFile &keys, const std::string &group) {
+  return std::any_of(keys.repetitions().begin(), keys.repetitions().end(),
+                     [&](const KeyFile::Repetition &repetition) { return repetition.group == group; });
+}
+
 class Grid {
  public:
   Grid(CheckedFile &file, gint angle_div, gint intensity_div, std::size_t rows, std::size_t columns)
       : file_(file),
+        has_width_(!has_repetition(file.keys(), file.keys().groups()[1].name)),
         rows_(static_cast<gint>(rows)),
         columns_(static_cast<gint>(columns)),
         table_(rows_, columns_, angle_div, intensity_div) {}
@@ -36,15 +42,16 @@ class Grid {
         intensities.push_back(*intensity);
       check_cell(row, key);
     }
-    if (is_in_place && check_width(row, seen.size()) && !has_unknown)
+    if (is_in_place && has_width_ && check_width(row, seen.size()) && !has_unknown)
       check_columns(intensities);
   }
 
  private:
   void report(int line, Reason reason, const std::string &message) {
     file_.report_line(line, {Severity::kError, Rule::kTableGrid, reason, message,
-                             reason == Reason::kDropped
-                                 ? "what stands there is not read"
+                             reason == Reason::kDropped ? "what stands there is not read"
+                             : reason == Reason::kDark
+                                 ? "places of the table are left over, and stay dark"
                                  : "it overwrites the other, and another place of the table stays dark"});
   }
 
@@ -98,6 +105,7 @@ class Grid {
   }
 
   CheckedFile &file_;
+  bool has_width_;  // nobody knows how many columns were meant when a key of the first row is repeated
   gint rows_;
   gint columns_;
   OutputTable table_;

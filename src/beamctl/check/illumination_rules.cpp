@@ -1,7 +1,6 @@
 // illumination.conf: what holds for a table of any form.
 
 #include <algorithm>
-#include <limits>
 
 #include "beamctl/check/rules.h"
 #include "beamctl/check/value_reading.h"
@@ -12,6 +11,7 @@ namespace check {
 namespace {
 
 constexpr const char *kInfo = "info";
+constexpr std::string_view kChosenForGood = "OPTICS";
 
 bool is_decimal(std::string_view name) {
   if (name.starts_with('-') || name.starts_with('+'))
@@ -19,16 +19,27 @@ bool is_decimal(std::string_view name) {
   return !name.empty() && name.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-/// Whether the rows begin where they should: after [info].
-bool check_first_group(CheckedFile &file) {
-  const auto &groups = file.keys().groups();
-  if (groups.empty() || groups.front().name == kInfo)
-    return !groups.empty();
-  if (file.keys().group(kInfo) != nullptr)
-    file.report_line(groups.front().line, {Severity::kError, Rule::kFirstGroup, Reason::kMisread,
-                                           header(groups.front().name) + " stands ahead of [info]",
-                                           "the first group is passed over, and [info] taken for a row"});
-  return file.is_meant(kInfo, "leds") && file.keys().group(kInfo) == nullptr;
+/// Whether the decimal number @p digits is one that the daemon can keep.
+bool fits(std::string_view digits) {
+  return g_ascii_string_to_signed(std::string{digits}.c_str(), 10, G_MININT, G_MAXINT, nullptr, nullptr);
+}
+
+/// Whether the rows begin where they should: after [info], or a group that was meant to be it.
+bool begins_with_info(CheckedFile &file) {
+  return check_first_group(file, kInfo, "the first group is passed over, and [info] taken for a row") ||
+         (file.keys().group(kInfo) == nullptr && file.is_meant(kInfo, "leds"));
+}
+
+bool has_steps(const KeyFile &keys) {
+  return keys.has(kInfo, "angle_div") || keys.has(kInfo, "intensity_div");
+}
+
+/// Whether the table is one for another Type, which has variants as well.
+bool is_for_others(const Camera &camera, const LightType &type, const KeyFile &keys) {
+  const bool has_cells = type.table == TableForm::kCells;
+  return has_steps(keys) != has_cells && any_light(camera, [&](const LightType &other) {
+           return !other.table_variants.empty() && (other.table == TableForm::kCells) != has_cells;
+         });
 }
 
 // Lights that need the number of LEDs alone.
@@ -41,11 +52,14 @@ TableSummary check_count_only(CheckedFile &file, bool has_rows_readers) {
   return {file.integer(kInfo, "leds"), std::nullopt};
 }
 
-TableSummary check_table(Camera &camera, const std::string &path, const LightType &type,
-                         const TableContext &context, const FileNeed &need) {
+/// None when the table is not for @p type.
+std::optional<TableSummary> check_table(Camera &camera, const std::string &path, const LightType &type,
+                                        const TableContext &context, const FileNeed &need) {
   auto keys = read_key_file(camera, path, need);
   if (!keys)
-    return {};
+    return need.presence == Presence::kOptional ? std::nullopt : std::optional{TableSummary{}};
+  if (!need.telltale.empty() && is_for_others(camera, type, *keys))
+    return std::nullopt;
   const TypeSet readers = readers_of(camera, FileKind::kIllumination);
   CheckedFile file{FileKind::kIllumination, path, std::move(*keys), type, readers, camera.report};
   const bool has_rows_readers = any_light(camera, [](const LightType &other) {
@@ -54,22 +68,55 @@ TableSummary check_table(Camera &camera, const std::string &path, const LightTyp
   file.check();
   if (type.table == TableForm::kCount)
     return check_count_only(file, has_rows_readers);
-  if (!check_first_group(file))
-    return {};
+  if (!begins_with_info(file))
+    return TableSummary{};
   return type.table == TableForm::kCells ? check_grid(file) : check_row_table(file, context);
+}
+
+/// What the tables of @p type come to together.
+TableSummary summary_of(const std::vector<TableSummary> &tables) {
+  if (tables.empty())
+    return {};
+  TableSummary all = tables.front();
+  for (const TableSummary &table : tables) {
+    if (table.leds != all.leds)
+      all.leds = std::nullopt;
+    if (table.last_intensity)
+      all.last_intensity = std::min(all.last_intensity.value_or(G_MAXINT), *table.last_intensity);
+  }
+  return all;
+}
+
+/// Whether the table that is no variant is left to other Types: who chooses a variant for good has none.
+bool has_only_variants(const Camera &camera, const LightType &type) {
+  return type.table_variants == kChosenForGood && any_light(camera, [&](const LightType &other) {
+           return &other != &type && other.table != TableForm::kNone;
+         });
 }
 
 }  // namespace
 
+bool check_first_group(CheckedFile &file, const char *first, const char *reaction) {
+  const auto &groups = file.keys().groups();
+  if (groups.empty() || groups.front().name == first)
+    return !groups.empty();
+  if (file.keys().group(first) != nullptr)
+    file.report_line(groups.front().line,
+                     {Severity::kError, Rule::kFirstGroup, Reason::kMisread,
+                      header(groups.front().name) + " stands ahead of " + header(first), reaction});
+  return false;
+}
+
 std::optional<NamedNumber> check_number_name(CheckedFile &file, const std::string &name, int line,
                                              gint most) {
-  if (!is_decimal(name)) {
-    file.report_line(line, {Severity::kError, Rule::kTableNumber, Reason::kMisread,
-                            quoted(name) + " is not a decimal number",
-                            "it is read as " + std::to_string(parse_int(name.c_str()))});
+  const gint value = parse_int(name.c_str());
+  if (const std::string_view digits = trimmed(name); !is_decimal(digits) || !fits(digits)) {
+    file.report_line(
+        line, {Severity::kError, Rule::kTableNumber, Reason::kMisread,
+               quoted(name) + (is_decimal(digits) ? " is too long a number" : " is not a decimal number"),
+               "it is read as " + std::to_string(value)});
     return std::nullopt;
   }
-  const gint value = parse_int(name.c_str());
   if (value >= 0 && value <= most)
     return NamedNumber{value, line};
   const std::string range =
@@ -115,20 +162,21 @@ TableSummary check_tables(Camera &camera, const LightType &type, const TableCont
   if (type.table == TableForm::kNone)
     return {0, std::nullopt};
   const std::string path = file_path(FileKind::kIllumination);
-  std::vector<TableSummary> tables = {
-      check_table(camera, path, type, context, {Severity::kError, type.without_table})};
-  if (!type.table_variants.empty())
-    for (const std::string &variant : variants_of(camera, path))
-      tables.push_back(check_table(camera, variant, type, context, {Severity::kError, type.without_table}));
-
-  TableSummary all = tables.front();
-  for (const TableSummary &table : tables) {
-    if (table.leds != all.leds)
-      all.leds = std::nullopt;
-    if (table.last_intensity)
-      all.last_intensity = std::min(all.last_intensity.value_or(G_MAXINT), *table.last_intensity);
-  }
-  return all;
+  const std::vector<std::string> variants =
+      type.table_variants.empty() ? std::vector<std::string>{} : variants_of(camera, path);
+  const Presence presence = variants.empty()                        ? Presence::kRequired
+                            : type.table_variants == kChosenForGood ? Presence::kOptional
+                                                                    : Presence::kExpected;
+  std::vector<TableSummary> tables;
+  const auto add = [&](const std::string &file, const FileNeed &need) {
+    if (const auto table = check_table(camera, file, type, context, need))
+      tables.push_back(*table);
+  };
+  if (variants.empty() || !has_only_variants(camera, type))
+    add(path, {Severity::kError, type.without_table, presence});
+  for (const std::string &variant : variants)
+    add(variant, {Severity::kError, type.without_table, Presence::kRequired, "[info]"});
+  return summary_of(tables);
 }
 
 }  // namespace check

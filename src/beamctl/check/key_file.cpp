@@ -85,7 +85,7 @@ void KeyFile::add_key(std::string name, int line) {
 void KeyFile::index(std::string_view text) {
   for_each_line(text, [this](std::string_view whole, int number) {
     const std::string_view line = trimmed(whole);
-    if (line.empty() || line.starts_with('#') || line.starts_with('\0'))
+    if (line.empty() || line.starts_with('#'))
       return;
     if (const auto name = group_name(line))
       add_group(std::string{*name}, number);

@@ -13,6 +13,7 @@ namespace {
 constexpr const char *kCommon = "common";
 constexpr const char *kZoom = "zoom";
 constexpr const char *kAngle = "angleofillumination";
+constexpr const char *kTaken = "it is taken as it is, although no client may set it";
 
 void check_range_order(CheckedFile &state, const char *group, const char *low, const char *high) {
   const auto least = state.integer(group, low);
@@ -25,8 +26,9 @@ void check_range_order(CheckedFile &state, const char *group, const char *low, c
                      "every value that a client sets is refused"});
 }
 
+/// @p reaction tells what a value outside of the range comes to.
 void check_within(CheckedFile &state, const char *group, const char *key, const char *range_group,
-                  const char *low, const char *high, Severity severity) {
+                  const char *low, const char *high, Severity severity, const char *reaction) {
   const auto value = state.integer(group, key);
   const auto least = state.integer(range_group, low);
   const auto most = state.integer(range_group, high);
@@ -37,13 +39,15 @@ void check_within(CheckedFile &state, const char *group, const char *key, const 
       {severity, Rule::kOutsideOwnRange, Reason::kMisread,
        "\"" + std::string{key} + "\" is " + std::to_string(*value) + ", outside of " + low + " to " + high +
            ", which is " + std::to_string(*least) + " to " + std::to_string(*most),
-       "it is taken as it is, although no client may set it"});
+       reaction});
 }
 
 void check_intensities(CheckedFile &state) {
   check_range_order(state, kCommon, "intensityLOW", "intensityHIGH");
-  for (const char *key : {"intensity", "manualintensity"})
-    check_within(state, kCommon, key, kCommon, "intensityLOW", "intensityHIGH", Severity::kError);
+  check_within(state, kCommon, "intensity", kCommon, "intensityLOW", "intensityHIGH", Severity::kError,
+               kTaken);
+  check_within(state, kCommon, "manualintensity", kCommon, "intensityLOW", "intensityHIGH",
+               Severity::kWarning, "it is taken as it is, as from a client, too");
 
   const auto least = state.integer(kCommon, "intensityLOW");
   const auto most = state.integer(kCommon, "intensityHIGH");
@@ -84,9 +88,9 @@ void check_zoom(CheckedFile &state) {
     return;
   check_range_order(state, kZoom, "angleofilluminationLOW", "angleofilluminationHIGH");
   check_within(state, kZoom, kAngle, kZoom, "angleofilluminationLOW", "angleofilluminationHIGH",
-               Severity::kWarning);
+               Severity::kWarning, kTaken);
   check_within(state, kCommon, "manualangleofillumination", kZoom, "angleofilluminationLOW",
-               "angleofilluminationHIGH", Severity::kWarning);
+               "angleofilluminationHIGH", Severity::kWarning, kTaken);
   check_pair(state, kZoom, "automaticangleofillumination", kCommon, "manualangleofillumination");
 
   if (!state.is_meant(kZoom, kAngle)) {
@@ -109,7 +113,7 @@ bool has_zoom(const CheckedFile &state) { return state.keys().has(kZoom, kAngle)
 
 void check_zoom_support(CheckedFile &state) {
   const LightType &type = state.type();
-  if (!type.has_angle && type.name != led_type::kLed1I2c && has_zoom(state))
+  if (!type.has_angle && has_zoom(state))
     state.report_at(
         kZoom, kAngle,
         {Severity::kError, Rule::kZoomUnsupported, Reason::kDropped,
@@ -147,11 +151,14 @@ void check_power(CheckedFile &state) {
   const auto factor_text = state.text(kCommon, "powerusagefactor");
   if (asks == true && state.type().uses_usage_factor && factor_text) {
     const double factor = g_ascii_strtod(factor_text->c_str(), nullptr);
-    if (!(factor > 0) || !std::isfinite(static_cast<float>(factor)))
+    const bool is_finite = std::isfinite(static_cast<float>(factor));
+    const bool heeds_no_grant = is_finite && state.type().table != TableForm::kDegrees;
+    if (!(factor > 0) || !is_finite)
       state.report_at(kCommon, "powerusagefactor",
-                      {Severity::kError, Rule::kValueRange, Reason::kDark,
-                       "\"powerusagefactor\" is " + *factor_text + ", which is not above 0",
-                       "the power that the light asks for is none, or no number"});
+                      {Severity::kError, Rule::kValueRange, heeds_no_grant ? Reason::kMisread : Reason::kDark,
+                       "\"powerusagefactor\" is " + quoted(*factor_text) + ", which is not above 0",
+                       heeds_no_grant ? "the light asks for no power, and shines whatever it is granted"
+                                      : "the power that the light asks for is none, or no number"});
   }
   const bool needs_class = state.integer(kCommon, "minimum_poe_class").value_or(0) >= 1;
   const bool needs_watts = state.number(kCommon, "required_total_power").value_or(0) > 0;
@@ -179,7 +186,7 @@ void check_interfaces(CheckedFile &state) {
          "the power daemon cannot grant any: the light stays dark"});
   else if (*interfaces < 3 && has_zoom(state) && state.type().has_angle)
     state.report_at(kCommon, "nbrofinterfaces",
-                    {Severity::kError, Rule::kInterfaceMissing, Reason::kDropped,
+                    {Severity::kWarning, Rule::kInterfaceMissing, Reason::kDropped,
                      "\"nbrofinterfaces\" is " + std::to_string(*interfaces) +
                          ", but the light has an angle, which is set through the third one",
                      "clients cannot reach the angle"});

@@ -17,6 +17,14 @@ struct Triple {
   std::string section, key, value;
 };
 
+/// Whether a ";" behind a blank, which the reader takes for a comment, stands in @p header.
+bool has_comment(std::string_view header) {
+  for (std::size_t sign = header.find(';'); sign != std::string_view::npos; sign = header.find(';', sign + 1))
+    if (trimmed(header.substr(sign - 1, 1)).empty())
+      return true;
+  return false;
+}
+
 /// Pairs what the reader yields with the lines that it comes from: in order, each from one line.
 class LineMatcher {
  public:
@@ -36,7 +44,8 @@ class LineMatcher {
  private:
   void add_section(std::string_view line, int number) {
     const std::size_t end = line.find(']');
-    in_unreadable_section_ = end == std::string_view::npos || end - 1 > kLongestSectionName;
+    in_unreadable_section_ =
+        end == std::string_view::npos || end - 1 > kLongestSectionName || has_comment(line.substr(0, end));
     if (in_unreadable_section_)
       file_.ignored.push_back({std::string{line}, number});
     else

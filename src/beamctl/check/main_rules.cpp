@@ -1,7 +1,6 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <map>
 #include <utility>
@@ -20,6 +19,8 @@ constexpr std::string_view kLightPrefix = "LED.L";
 constexpr std::string_view kCountKey = "NbrOfLeds";
 constexpr std::string_view kTypeKey = "Type";
 constexpr std::string_view kDigits = "0123456789";
+constexpr const char *kNoLights = "beamd counts 0 lights, and offers none";
+constexpr const char *kCountsTwice = "the light counts twice: beamd refuses to start";
 
 /// A section for a light, or for what was meant to be one.
 struct LightGroup {
@@ -55,8 +56,7 @@ class MainRules {
       is_group_lost_ |= line.text.starts_with('[');
       camera_.has_lost_lights |= line.text.starts_with('[');
       add(line.line, {Severity::kError, Rule::kLineIgnored, Reason::kDropped,
-                      "this is no [group], no key=value and no comment, or too long: \"" +
-                          line.text.substr(0, kShownBytes) + "\"",
+                      "this is no [group], no key=value and no comment, or too long: " + quoted(line.text),
                       "the line is skipped; of a group, all its keys"});
     }
     for (const auto &section : file_.sections)
@@ -97,27 +97,49 @@ class MainRules {
     }
   }
 
-  void check_led(const MainFile::Section &section) {
-    if (led_ != nullptr)
-      add(section.line, {Severity::kError, Rule::kDuplicateGroup, Reason::kMisread,
-                         "group [LED] stands on line " + std::to_string(led_->line) + " already",
-                         "of a key that both have, the last value counts"});
+  /// Reports @p key where it stands once more in @p section.
+  void check_repeated(const MainFile::Section &section, std::string_view key, Reason reason,
+                      const std::string &reaction) {
+    int first = 0;
+    for (const auto &entry : section.entries) {
+      if (entry.key != key)
+        continue;
+      if (first != 0)
+        add(entry.line, {Severity::kError, Rule::kDuplicateKey, reason,
+                         quoted(key) + " stands on line " + std::to_string(first) + " already", reaction});
+      first = first != 0 ? first : entry.line;
+    }
+  }
+
+  /// Reports @p section, which stands on line @p first already; @p lost is what follows if both have the key
+  /// that counts.
+  void report_repeated_group(const MainFile::Section &section, int first, bool have_both,
+                             const Finding &lost) {
+    const std::string message =
+        "group " + header(section.name) + " stands on line " + std::to_string(first) + " already";
+    if (have_both)
+      add(section.line, {Severity::kError, Rule::kDuplicateGroup, lost.reason, message, lost.reaction});
     else
-      led_ = &section;
+      add(section.line,
+          {Severity::kWarning, Rule::kDuplicateGroup, Reason::kUnused, message, "both are one group"});
+  }
+
+  void check_led(const MainFile::Section &section) {
     const bool has_count_here = std::any_of(section.entries.begin(), section.entries.end(),
                                             [](const auto &entry) { return entry.key == kCountKey; });
-    const MainFile::Entry *first = nullptr;
+    if (led_ != nullptr)
+      report_repeated_group(
+          section, led_->line, has_count_here && count_ != nullptr,
+          {.reason = Reason::kMisread, .reaction = "of a key that both have, the last value counts"});
+    else
+      led_ = &section;
+    check_repeated(section, kCountKey, Reason::kDropped, "only the last value counts");
     for (const auto &entry : section.entries) {
       if (entry.key != kCountKey) {
         is_count_meant_ |=
             report_unknown_key(section, entry, kCountKey, kTypeKey, "[LED.L<n>]") && !has_count_here;
         continue;
       }
-      if (first != nullptr)
-        add(entry.line, {Severity::kError, Rule::kDuplicateKey, Reason::kDropped,
-                         "\"NbrOfLeds\" stands on line " + std::to_string(first->line) + " already",
-                         "only the last value counts"});
-      first = first != nullptr ? first : &entry;
       first_count_line_ = first_count_line_ == 0 ? entry.line : first_count_line_;
       count_ = &entry;
     }
@@ -185,36 +207,34 @@ class MainRules {
       report_missing_count();
       return;
     }
+    const KeySchema &row = *find_key(FileKind::kMain, kLed, kCountKey);
     const std::string &value = count_->value;
     const std::size_t sign = value.starts_with('+') || value.starts_with('-') ? 1 : 0;
     const bool is_number = value.size() > sign && value.find_first_not_of(kDigits, sign) == std::string::npos;
     if (!is_number) {
       add(count_->line, {Severity::kError, Rule::kValueType, Reason::kMisread,
                          quoted(kCountKey) + " is " + quoted(value) + ", which is not an integer",
-                         "only the digits at its start count; without any there are 0 lights"});
+                         std::string{row.reaction}});
       return;
     }
     const long long number = strtoll(value.c_str(), nullptr, 10);
-    if (number >= 1 && number <= LIGHT_CONTROLLER_MAX_LEDS)
+    if (static_cast<double>(number) >= row.least && static_cast<double>(number) <= row.most)
       known_count_ = static_cast<gint32>(number);
     else
-      add(count_->line,
-          {Severity::kError, Rule::kValueRange, Reason::kRefusesToStart,
-           "\"NbrOfLeds\" is " + value + ", which is not between 1 and " +
-               std::to_string(LIGHT_CONTROLLER_MAX_LEDS),
-           number == 0 ? "there are no lights; beamd refuses to start when any is configured" : ""});
+      add(count_->line, {Severity::kError, Rule::kValueRange, number == 0 ? Reason::kDropped : row.beyond,
+                         quoted(kCountKey) + " is " + quoted(value) + ", which is not between 1 and " +
+                             std::to_string(LIGHT_CONTROLLER_MAX_LEDS),
+                         number == 0 ? kNoLights : ""});
   }
 
   void report_missing_count() {
     if (is_count_meant_ || (led_ == nullptr && is_group_lost_))
       return;
-    constexpr std::string_view kNoLights = "beamd counts 0 lights, and offers none";
     if (led_ == nullptr)
-      add(0, {Severity::kError, Rule::kMissingGroup, Reason::kDropped, "there is no group [LED]",
-              std::string{kNoLights}});
+      add(0, {Severity::kError, Rule::kMissingGroup, Reason::kDropped, "there is no group [LED]", kNoLights});
     else
       add(led_->line, {Severity::kError, Rule::kMissingKey, Reason::kDropped,
-                       "\"NbrOfLeds\" is missing in group [LED]", std::string{kNoLights}});
+                       "\"NbrOfLeds\" is missing in group [LED]", kNoLights});
   }
 
   void check_order() {
@@ -239,16 +259,20 @@ class MainRules {
       return;
     }
     const auto [first, is_new] = seen_.try_emplace(group.number, &group);
-    if (!is_new) {
-      const bool counts_twice = first->second->type != nullptr && group.type != nullptr;
-      add(group.section->line,
-          {Severity::kError, Rule::kDuplicateGroup, counts_twice ? Reason::kRefusesToStart : Reason::kMisread,
-           "group [" + first->second->section->name + "] stands on line " +
-               std::to_string(first->second->section->line) + " already",
-           counts_twice ? "the light counts twice: beamd refuses to start" : "both are one group"});
-      return;
-    }
-    check_entries(group);
+    if (is_new)
+      check_entries(group);
+    else
+      report_repeated_group(*group.section, first->second->section->line,
+                            first->second->type != nullptr && group.type != nullptr,
+                            {.reason = Reason::kRefusesToStart, .reaction = kCountsTwice});
+  }
+
+  /// The Type in @p group, or in a later one for the same light.
+  const MainFile::Entry *type_of_light(const LightGroup &group) const {
+    const auto with_type = std::find_if(groups_.begin(), groups_.end(), [&](const LightGroup &other) {
+      return other.number == group.number && other.type != nullptr;
+    });
+    return with_type != groups_.end() ? with_type->type : nullptr;
   }
 
   void claim_files(gint32 light) {
@@ -267,19 +291,11 @@ class MainRules {
   void check_entries(const LightGroup &group) {
     const MainFile::Section &section = *group.section;
     bool is_type_meant = is_ignored_in(section, kTypeKey);
-    const MainFile::Entry *first = nullptr;
-    for (const auto &entry : section.entries) {
-      if (entry.key != kTypeKey) {
+    check_repeated(section, kTypeKey, Reason::kRefusesToStart, kCountsTwice);
+    for (const auto &entry : section.entries)
+      if (entry.key != kTypeKey)
         is_type_meant |= report_unknown_key(section, entry, kTypeKey, kCountKey, "[LED]");
-        continue;
-      }
-      if (first != nullptr)
-        add(entry.line, {Severity::kError, Rule::kDuplicateKey, Reason::kRefusesToStart,
-                         "\"Type\" stands on line " + std::to_string(first->line) + " already",
-                         "the light counts twice: beamd refuses to start"});
-      first = first != nullptr ? first : &entry;
-    }
-    const MainFile::Entry *type = group.type;
+    const MainFile::Entry *type = type_of_light(group);
     if (type == nullptr && !is_type_meant)
       add(section.line, {Severity::kError, Rule::kMissingKey, Reason::kRefusesToStart,
                          "\"Type\" is missing in group [" + section.name + "]"});

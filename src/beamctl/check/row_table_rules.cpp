@@ -159,11 +159,21 @@ class RowTable {
            "the register takes the low 8 bits of 255 times their ratio: the LED may be nearly dark"});
   }
 
-  void report_leds(Severity severity, Reason reason, const std::string &message) {
+  void report_leds(Severity severity, Reason reason, const std::string &message,
+                   const std::string &reaction = "") {
     are_leds_right_ = severity == Severity::kWarning;
-    file_.report_at(
-        kInfo, "leds",
-        {severity, Rule::kLedsCount, reason, "\"leds\" is " + std::to_string(*leds_) + ", but " + message});
+    file_.report_at(kInfo, "leds",
+                    {severity, Rule::kLedsCount, reason,
+                     "\"leds\" is " + std::to_string(*leds_) + ", but " + message, reaction});
+  }
+
+  /// Reports that @p driven LEDs are driven instead.
+  void report_driven(gint driven, const std::string &message) {
+    const bool is_too_many = *leds_ > driven;
+    report_leds(Severity::kError, Reason::kDark, message,
+                is_too_many ? "clients are told of " + std::to_string(*leds_) +
+                                  " LEDs; those beyond the first " + std::to_string(driven) + " are never lit"
+                            : "the others stay dark");
   }
 
   /// Whether the Type can have as many LEDs.
@@ -171,19 +181,18 @@ class RowTable {
     const LightType &type = file_.type();
     const std::string name{type.name};
     if (type.name == led_type::kLed1I2c) {
-      if (*leds_ != type.channels)
+      const bool is_alone = file_.readers() == set_of(type);  // others may need another number
+      if (*leds_ != type.channels && is_alone)
         report_leds(Severity::kWarning, Reason::kUnused, "a light of Type " + name + " has one channel");
     } else if (type.channels != 0 && *leds_ != type.channels) {
-      report_leds(Severity::kError, *leds_ < type.channels ? Reason::kDark : Reason::kDropped,
-                  "a light of Type " + name + " has " + std::to_string(type.channels));
+      report_driven(type.channels, "a light of Type " + name + " has " + std::to_string(type.channels));
       return false;
     } else if (type.most_leds != 0 && *leds_ > type.most_leds) {
-      report_leds(Severity::kError, Reason::kDropped,
-                  "Type " + name + " drives the first " + std::to_string(type.most_leds));
+      report_driven(type.most_leds, "Type " + name + " drives the first " + std::to_string(type.most_leds));
       return false;
     } else if (context_.camblock_leds && *leds_ != *context_.camblock_leds) {
-      report_leds(Severity::kError, Reason::kDropped,
-                  "camblock.conf names " + std::to_string(*context_.camblock_leds) + " of them");
+      report_driven(*context_.camblock_leds,
+                    "camblock.conf names " + std::to_string(*context_.camblock_leds) + " of them");
       return false;
     }
     return true;

@@ -39,6 +39,10 @@ struct TableContext {
 /// Reads illumination.conf and its variants as lights of @p type do.
 TableSummary check_tables(Camera &camera, const LightType &type, const TableContext &context);
 
+/// Whether the file begins with group @p first, as it has to. A file that has it elsewhere is given a finding
+/// with @p reaction.
+bool check_first_group(CheckedFile &file, const char *first, const char *reaction);
+
 /// Checks a table of rows of intensities.
 TableSummary check_row_table(CheckedFile &file, const TableContext &context);
 

@@ -1,7 +1,6 @@
 #include "beamctl/check/schema.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "daemon/light_controller.h"
 #include "led/illumination_table.h"
@@ -24,7 +23,6 @@ constexpr double kMostPwm = 9999999;  // longer numbers are cut when they are wr
 constexpr double kFirstI2cAddress = 3;
 constexpr double kLastI2cAddress = 119;
 
-constexpr std::string_view kSensorKey = "temp_sensor_id";
 constexpr std::string_view kNumberedSensorKey = "temp_sensor_id<n>";
 
 /// Sets of Types that have a use for the same keys.
@@ -58,7 +56,7 @@ std::vector<KeySchema> main_rows(const Sets &sets) {
   constexpr FileKind kFile = FileKind::kMain;
   return {
       {kFile, "LED", "NbrOfLeds", kInteger, sets.all, sets.all, Reason::kRefusesToStart,
-       "beamd counts no lights: it has none to offer, or refuses to start", 1, LIGHT_CONTROLLER_MAX_LEDS,
+       "only the digits at its start count; without any there are 0 lights", 1, LIGHT_CONTROLLER_MAX_LEDS,
        Reason::kRefusesToStart},
       {kFile, "LED.L<N>", "Type", kTypeName, sets.all, sets.all, Reason::kRefusesToStart, ""},
   };
@@ -70,7 +68,7 @@ std::vector<KeySchema> intensity_rows(const Sets &sets) {
       {kFile, "common", "intensityLOW", kInteger, sets.all, sets.all, Reason::kRefusesToStart, "", 0,
        kMostInt},
       {kFile, "common", "intensityHIGH", kInteger, sets.all, sets.all, Reason::kRefusesToStart, "", 1,
-       kMostInt, Reason::kDark},
+       kMostInt, Reason::kRefused, "clients can set nothing but 0"},
       {kFile, "common", "intensity", kInteger, sets.all, sets.all, Reason::kRefusesToStart, ""},
       {kFile, "common", "automaticintensity", kBoolean, sets.all, sets.none, Reason::kRefusesToStart, ""},
       {kFile, "common", "manualintensity", kInteger, sets.all, sets.none, Reason::kRefusesToStart, ""},
@@ -79,7 +77,8 @@ std::vector<KeySchema> intensity_rows(const Sets &sets) {
       {kFile, "common", "intensities", kIntegerList, sets.all, sets.none, Reason::kDropped,
        "every LED gets \"manualintensity\""},
       {kFile, "common", "max_brightness_level", kInteger, sets.brightness, sets.pwm, Reason::kDark,
-       "a full scale of 255 is used", 1, kMostInt, Reason::kDark},
+       "a full scale of 255 is used: a light of Type LED1PWM is dark where that comes to more than 100", 1,
+       kMostInt, Reason::kDark, "the light is dark where it comes to more than 100; with 0 or less, always"},
   };
 }
 
@@ -202,6 +201,8 @@ std::vector<KeySchema> all_rows() {
   return rows;
 }
 
+constexpr std::size_t kMostSensorDigits = 9;  // they fit an int
+
 bool is_digit(char letter) { return letter >= '0' && letter <= '9'; }
 
 /// Whether @p key names a sensor beyond the first: a number from 2 on, written without zeros before it.
@@ -209,8 +210,8 @@ bool is_numbered_sensor(std::string_view key) {
   if (!key.starts_with(kSensorKey))
     return false;
   const std::string_view number = key.substr(kSensorKey.size());
-  return !number.empty() && std::all_of(number.begin(), number.end(), is_digit) && number.front() != '0' &&
-         number != "1";
+  return !number.empty() && number.size() <= kMostSensorDigits &&
+         std::all_of(number.begin(), number.end(), is_digit) && number.front() != '0' && number != "1";
 }
 
 }  // namespace

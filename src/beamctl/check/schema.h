@@ -11,6 +11,9 @@
 
 namespace check {
 
+/// The key of the first sensor; those of others have a number behind it.
+inline constexpr std::string_view kSensorKey = "temp_sensor_id";
+
 /// The kinds of configuration files.
 enum class FileKind { kMain, kState, kDefaults, kIllumination, kDimming, kPwm, kCamblock };
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <deque>
 #include <filesystem>
 #include <string_view>
@@ -19,6 +20,7 @@ namespace check {
 namespace {
 
 constexpr int kMostLinks = 40;
+constexpr std::uintmax_t kLargestFile = std::uintmax_t{16} * 1024 * 1024;  // that the daemon reads
 
 std::deque<std::string> components(std::string_view path) {
   std::deque<std::string> parts;
@@ -84,12 +86,6 @@ std::optional<std::string> Tree::find(const std::string &path) const {
   return joined(root_, done);
 }
 
-bool Tree::has_folder(const std::string &path) const {
-  const auto host_path = find(path);
-  std::error_code ignored;
-  return host_path && std::filesystem::is_directory(*host_path, ignored);
-}
-
 FileText Tree::read(const std::string &path) const {
   const auto host_path = find(path);
   if (!host_path) {
@@ -98,7 +94,10 @@ FileText Tree::read(const std::string &path) const {
   }
   ReadFailure failure;
   auto text = read_whole_file(host_path->c_str(), &failure);
-  return {true, std::move(text), failure.reason, failure.reason == g_strerror(EFBIG), *host_path};
+  std::error_code unknown;
+  const bool is_too_large = !text && std::filesystem::is_regular_file(*host_path, unknown) &&
+                            std::filesystem::file_size(*host_path, unknown) > kLargestFile && !unknown;
+  return {true, std::move(text), failure.reason, is_too_large, *host_path};
 }
 
 std::vector<std::string> Tree::list(const std::string &path) const {

@@ -25,8 +25,6 @@ class Tree {
   /// reached.
   std::optional<std::string> find(const std::string &path) const;
 
-  bool has_folder(const std::string &path) const;
-
   /// Never waits, and reads files of 16 MiB at most.
   FileText read(const std::string &path) const;
 

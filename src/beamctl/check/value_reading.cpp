@@ -27,11 +27,20 @@ bool any_entry_has_text_behind(std::string_view list) {
   return false;
 }
 
-ValueVerdict judge_text(const std::string &text) {
+bool has_comment(std::string_view text) {
+  for (std::size_t sign = text.find_first_of("#;"); sign != std::string_view::npos;
+       sign = text.find_first_of("#;", sign + 1))
+    if (sign > 0 && text[sign - 1] == ' ' && (sign + 1 == text.size() || text[sign + 1] == ' '))
+      return true;
+  return false;
+}
+
+// The name of a sensor may have any signs in it.
+ValueVerdict judge_text(std::string_view key, const std::string &text) {
   if (trimmed(text).empty())
     return ValueVerdict::kEmpty;
-  const bool is_trailing = trimmed(text).size() != text.size() || text.find(" #") != std::string::npos ||
-                           text.find(" ;") != std::string::npos;
+  const bool is_trailing =
+      trimmed(text).size() != text.size() || (!key.starts_with(kSensorKey) && has_comment(text));
   return is_trailing ? ValueVerdict::kTrailingInText : ValueVerdict::kFine;
 }
 
@@ -83,7 +92,7 @@ ValueVerdict judge_value(const KeyFile &keys, const std::string &group, const st
     }
     case ValueType::kText:
       if (const auto text = keys.text(group, key))
-        return judge_text(*text);
+        return judge_text(key, *text);
       return ValueVerdict::kWrongType;
     case ValueType::kTypeName:
       break;

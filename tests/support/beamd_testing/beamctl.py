@@ -6,14 +6,19 @@ import json
 import os
 import select
 import shlex
+import socket
 import subprocess
 import time
+from collections.abc import Mapping
 from dataclasses import dataclass
 from typing import Any
 
 from . import coverage
+from .bus import BEAMD, Bus
 from .daemon import complaints
+from .peers import Peer
 from .sandbox import Sandbox
+from .services import COMMON, CONTROLLER, light_path
 
 
 @dataclass
@@ -25,7 +30,7 @@ class Outcome:
     def document(self) -> Any:
         """The one JSON document that stdout carries."""
         assert self.err == ""
-        return json.loads(self.out)
+        return strict_json(self.out)
 
 
 class Beamctl:
@@ -65,7 +70,7 @@ class Beamctl:
 
     def tells(self, *arguments: str, **options: Any) -> Any:
         """The JSON document that it prints when it succeeds."""
-        return json.loads(self.says(*arguments, "--json", **options))
+        return strict_json(self.says(*arguments, "--json", **options))
 
     def fails(self, status: int, code: str, *arguments: str, **options: Any) -> tuple[str, str]:
         """Has it fail in both forms, which have to say the same: returns the message and the advice."""
@@ -77,6 +82,73 @@ class Beamctl:
         assert outcome.status == status
         assert outcome.document() == {"error": {"code": code, "message": message, "advice": advice}}
         return message, advice
+
+
+def strict_json(text: str) -> Any:
+    """Without the numbers that Python takes beyond those of JSON."""
+    return json.loads(text, parse_constant=_no_json)
+
+
+def _no_json(name: str) -> None:
+    raise AssertionError(f"{name} is no JSON")
+
+
+class SilentBus:
+    """Lets a client in and answers nothing that it says then."""
+
+    address = "unix:path=/run/silent"
+
+    def __init__(self, sandbox: Sandbox) -> None:
+        self._listener = socket.socket(socket.AF_UNIX)
+        self._listener.bind(str(sandbox.top / "run/silent"))
+        self._listener.listen()
+        self._listener.settimeout(60)
+        self._client: socket.socket | None = None
+
+    def __enter__(self) -> SilentBus:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        if self._client is not None:
+            self._client.close()
+        self._listener.close()
+
+    def wait_for_hello(self) -> None:
+        self._client, _ = self._listener.accept()
+        self._client.settimeout(60)
+        heard = b""
+        while b"Hello" not in heard:
+            said = self._client.recv(4096)
+            assert said, heard
+            heard += said
+            if b"NEGOTIATE_UNIX_FD\r\n" in said:
+                self._client.sendall(b"AGREE_UNIX_FD\r\n")
+            elif b"AUTH EXTERNAL" in said:
+                self._client.sendall(b"OK 0123456789abcdef0123456789abcdef\r\n")
+            elif said.endswith(b"AUTH\r\n"):
+                self._client.sendall(b"REJECTED EXTERNAL\r\n")
+
+
+class FakeDaemon(Peer):
+    """Has the daemon's name and lights that answer anything. Without any, it tells of no light."""
+
+    def __init__(self, bus: Bus) -> None:
+        super().__init__(bus, BEAMD, CONTROLLER, COMMON)
+        self.answer("GetNbrOfLEDs", "", "i", "ret = 0")
+        self.refuse("GetAllLED")
+
+    def refuse(self, method: str, name: str = "com.example.Refused", message: str = "no") -> None:
+        code = f"raise dbus.exceptions.DBusException({message!r}, name={name!r})"
+        self.answer(method, "", "a(ssibbbbb)", code)
+
+    def add_light(self, methods: Mapping[str, tuple[str, ...]]) -> None:
+        """The light 0 with these methods: name: in signature (if any), out signature, code. Only while it runs."""
+        table = [(name, *("", *answer)[-3:]) for name, answer in methods.items()]
+        self._mock("AddObject", "(ssa{sv}a(ssss))", light_path(0), COMMON, {}, table)
+        self.answer("GetNbrOfLEDs", "", "i", "ret = 1")
+
+    def remove_light(self) -> None:
+        self._mock("RemoveObject", "(s)", light_path(0))
 
 
 def command(*arguments: str) -> list[str]:
@@ -99,5 +171,6 @@ def read_until(stream: int, text: str, timeout: float = 60.0) -> str:
 
 def variables(run: Any) -> dict[str, str]:
     """The environment of a run whose coverage goes to the folder @p run; nothing of the terminal."""
-    kept = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "DBUS_SYSTEM_BUS_ADDRESS")}
+    dropped = ("NO_COLOR", "TERM", "DBUS_SYSTEM_BUS_ADDRESS")
+    kept = {key: value for key, value in os.environ.items() if key not in dropped}
     return kept | {"TZ": "UTC"} | coverage.variables(run)

@@ -19,7 +19,16 @@ DIMMING = "/etc/beamd/dimming.conf"
 PWM = "/etc/beamd/pwm.conf"
 CAMBLOCK = "/etc/beamd/camblock.conf"
 
+SECOND_DEFAULTS = "/usr/share/beamd/led1.conf"
+
 UNJUDGED = "(any)"
+
+REFUSES = "refuses-to-start"
+
+# What a warning is about, as a rule.
+HARMLESS = {"severity": "warning", "reason": "unused"}
+ODD = {"severity": "warning", "reason": "misread"}
+UNREAD = {"severity": "warning", "reason": "dropped"}
 
 Change = Callable[["Tree"], None]
 
@@ -93,12 +102,35 @@ def copy(path: str, target: str, example: str | None = None) -> Change:
     return change
 
 
+def beside(example: str) -> Change:
+    """A second light of that example's Type. It has files of its own, and shares those that the tree has already."""
+
+    def change(tree: Tree) -> None:
+        files = Tree(example).files
+        for path in (LIGHT, DEFAULTS):
+            tree.files[path.replace("led0", "led1")] = files.pop(path).replace("/illumination", "/illumination1")
+        tree.files = files | tree.files
+        _replace(tree, BEAMD, "NbrOfLeds=1", "NbrOfLeds=2\n")
+        tree.files[BEAMD] += f"[LED.L1]\nType={example}\n"
+
+    return change
+
+
+# Its defaults are still to be written.
+SECOND_LIGHT = (
+    swap(BEAMD, "NbrOfLeds=1", "NbrOfLeds=2"),
+    append(BEAMD, "[LED.L1]\nType=LED1I2C"),
+    copy(LIGHT, "/etc/beamd/led1.conf"),
+)
+
+
 @dataclass(frozen=True)
 class Mistake:
     """What is changed in an example, and the finding that comes of it.
 
-    @p names is in the finding's message, which need not name a file that it is about. The line is the one that is
-    marked in the finding's file; without a mark the finding is about the file.
+    @p names is in the finding's message, which need not name a file that it is about, and @p tells in what the
+    daemon makes of it. The line is the one that is marked in the finding's file; without a mark the finding is
+    about the file.
     """
 
     example: str
@@ -106,9 +138,10 @@ class Mistake:
     file: str
     changes: tuple[Change, ...]
     names: str
+    reason: str
     suggestion: str = ""
     severity: str = "error"
-    reason: str = UNJUDGED
+    tells: str = ""
 
     def tree(self) -> Tree:
         tree = Tree(self.example)
@@ -117,8 +150,10 @@ class Mistake:
         return tree
 
 
-def mistake(example: str, rule: str, file: str, *changes: Change, names: str = "", **rest: str) -> Mistake:
-    return Mistake(example, rule, file, changes, names, **rest)
+def mistake(
+    example: str, rule: str, file: str, *changes: Change, reason: str, names: str = "", **rest: str
+) -> Mistake:
+    return Mistake(example, rule, file, changes, names, reason, **rest)
 
 
 def in_line(example: str, rule: str, file: str, old: str, new: str, **rest: str) -> Mistake:

@@ -2,7 +2,21 @@
 
 from __future__ import annotations
 
-from .mistake import BEAMD, DEFAULTS, DIMMING, LIGHT, TABLE, Change, append, drop, remove, swap, write
+from .mistake import (
+    BEAMD,
+    DEFAULTS,
+    DIMMING,
+    LIGHT,
+    TABLE,
+    Change,
+    append,
+    beside,
+    copy,
+    drop,
+    remove,
+    swap,
+    write,
+)
 
 FIRST_LINE = "; One infrared light: a single channel behind a micro-controller that the kernel offers as a folder of files."
 ROW = "0=0;0;0;\n100=0;1600;1200;"
@@ -44,5 +58,24 @@ ODD_AND_RIGHT: dict[str, tuple[str, tuple[Change, ...]]] = {
     "traces of an editor": (
         "Tarsil",
         (write(f"{TABLE}.bak", "x"), write(f"{LIGHT}~", "x"), write("/etc/beamd/dimming.conf.dpkg-old", "x")),
+    ),
+    "traces of a package manager": (
+        "Tarsil",
+        tuple(write(f"{TABLE}.{end}", "x") for end in ("rpmsave", "rpmnew", "ucf-dist", "ucf-old", "bak1", "save")),
+    ),
+    "blanks around a row's name": ("LED1I2C", (swap(TABLE, "[100]", "[ 100 ]"),)),
+    "names with a sign": (
+        "LED1I2C",
+        (
+            swap(DIMMING, "temp_sensor_id=IlluminationBoard", "temp_sensor_id=LED Board # 2"),
+            swap(DEFAULTS, "basepath=/sys/devices/platform/illumination", "basepath=/sys/devices/LED board #2"),
+        ),
+    ),
+    "Tarsil without a table for other lenses": ("Tarsil", (remove(TABLE),)),
+    "table of another lens beside one channel": ("LED1I2C", (beside("Tarsil"),)),
+    "tables of two kinds": ("LEDSYSFS", (copy(TABLE, f"{TABLE}.board2"), beside("Tarsil"))),
+    "one channel beside two": (
+        "LED1I2C",
+        (beside("LED2I2C"), copy(TABLE, TABLE, "LED2I2C")),
     ),
 }
