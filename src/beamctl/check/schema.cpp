@@ -66,7 +66,7 @@ std::vector<KeySchema> intensity_rows(const Sets &sets) {
   constexpr FileKind kFile = FileKind::kState;
   return {
       {kFile, "common", "intensityLOW", kInteger, sets.all, sets.all, Reason::kRefusesToStart, "", 0,
-       kMostInt},
+       kMostInt, Reason::kMisread, "clients may set intensities below 0"},
       {kFile, "common", "intensityHIGH", kInteger, sets.all, sets.all, Reason::kRefusesToStart, "", 1,
        kMostInt, Reason::kRefused, "clients can set nothing but 0"},
       {kFile, "common", "intensity", kInteger, sets.all, sets.all, Reason::kRefusesToStart, ""},
