@@ -35,7 +35,7 @@ def folder() -> Iterator[str]:
 
 def project_arguments() -> list[str]:
     text = (SOURCES.parent / "meson.build").read_text()
-    [call] = re.findall(r"^add_project_arguments\((.*)\)", text, re.MULTILINE)
+    [call] = re.findall(r"^add_project_arguments\(('.*)\)", text, re.MULTILINE)
     return re.findall(r"'(-.*?)'", call)
 
 
